@@ -1,0 +1,137 @@
+# Flags and helper functions shared by every target of the project.
+include_guard(GLOBAL)
+include(GNUInstallDirs)
+
+if(WIN32)
+  set(UTILS_PLATFORM windows)
+else()
+  set(UTILS_PLATFORM posix)
+endif()
+
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+# One folder for programs and libraries, so that DLLs and the programs that load them find each other.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+
+set(UTILS_GENERATED_DIR ${CMAKE_BINARY_DIR}/generated)
+configure_file(${CMAKE_CURRENT_LIST_DIR}/BuildValues.h.in ${UTILS_GENERATED_DIR}/BuildValues.h @ONLY)
+
+# Header-only libraries of the host serve a cross build too, but only folder by folder:
+# the whole of /usr/include would bring the host's C library with it.
+set(UTILS_FOREIGN_HEADERS ${CMAKE_BINARY_DIR}/foreign-headers)
+function(utils_foreign_headers)
+  file(MAKE_DIRECTORY ${UTILS_FOREIGN_HEADERS})
+  foreach(folder IN LISTS ARGN)
+    if(NOT EXISTS /usr/include/${folder})
+      message(FATAL_ERROR "/usr/include/${folder} is missing; ./test.sh installs the package that holds it")
+    endif()
+    if(NOT EXISTS ${UTILS_FOREIGN_HEADERS}/${folder})
+      file(CREATE_LINK /usr/include/${folder} ${UTILS_FOREIGN_HEADERS}/${folder} SYMBOLIC)
+    endif()
+  endforeach()
+endfunction()
+utils_foreign_headers(boost)
+
+add_library(utils_flags INTERFACE)
+target_include_directories(utils_flags INTERFACE ${PROJECT_SOURCE_DIR} ${UTILS_GENERATED_DIR})
+target_include_directories(utils_flags SYSTEM INTERFACE ${UTILS_FOREIGN_HEADERS})
+target_compile_options(utils_flags INTERFACE -Wall -Wextra -Wpedantic -Werror)
+target_compile_definitions(utils_flags INTERFACE
+  BOOST_ENABLE_ASSERT_HANDLER WIN32_LEAN_AND_MEAN NOMINMAX NOGDI)
+if(UTILS_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+if(NOT WIN32)
+  add_link_options(LINKER:--no-undefined)
+endif()
+if(WIN32)
+  # Everything shares one C++ runtime, or streams and exceptions stop at each module's edge.
+  foreach(dll libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${dll}
+                    OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE)
+    if(NOT IS_ABSOLUTE "${path}")
+      set(path ${CMAKE_FIND_ROOT_PATH}/lib/${dll})
+    endif()
+    file(COPY ${path} DESTINATION ${CMAKE_RUNTIME_OUTPUT_DIRECTORY} FOLLOW_SYMLINK_CHAIN)
+  endforeach()
+endif()
+
+# utils_subsystem(NAME SOURCES ... [HEADERS ...] [USES ...])
+# One folder of the library as an OBJECT library utils_NAME. USES names only what adds include
+# folders, definitions or system libraries: OBJECT libraries never name one another.
+function(utils_subsystem name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "HEADERS;SOURCES;USES")
+  add_library(utils_${name} OBJECT ${arg_SOURCES})
+  target_compile_definitions(utils_${name} PRIVATE UTILS_EXPORTS)
+  target_link_libraries(utils_${name} PUBLIC utils_flags ${arg_USES})
+  if(arg_HEADERS)
+    cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME folder)
+    install(FILES ${arg_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/utils/${folder} COMPONENT dev)
+  endif()
+endfunction()
+
+# utils_backend(NAME SOURCES ... [USES ...])
+# One of our platform libraries: shared, NAME_EXPORTS defined for its own sources only.
+function(utils_backend name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "OUTPUT_NAME" "SOURCES;USES")
+  string(TOUPPER ${name} upper)
+  add_library(${name} SHARED ${arg_SOURCES})
+  target_compile_definitions(${name} PRIVATE ${upper}_EXPORTS)
+  target_link_libraries(${name} PUBLIC utils_flags utils_platform PRIVATE ${arg_USES})
+  utils_shared_properties(${name})
+  if(arg_OUTPUT_NAME)
+    set_target_properties(${name} PROPERTIES OUTPUT_NAME ${arg_OUTPUT_NAME})
+  endif()
+endfunction()
+
+function(utils_shared_properties target)
+  set_target_properties(${target} PROPERTIES
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+  if(WIN32)
+    set_target_properties(${target} PROPERTIES PREFIX "")
+  endif()
+  install(TARGETS ${target}
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)
+endfunction()
+
+# utils_test(NAME SOURCES ... [LIBRARY ...] [USES ...] [PROGRAMS ...] [SANDBOX] [TIMEOUT seconds])
+# A GoogleTest program NAME_test, run by ctest as NAME. LIBRARY names the subsystems whose objects
+# it links, USES everything else (stand-ins for the platform, backends), PROGRAMS the helper programs
+# that must exist when it runs. SANDBOX runs it inside the sandbox of the whole roads (Linux only).
+# Every run leaves its results as XML in results/ of the build folder, where test.sh counts them.
+function(utils_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "SANDBOX" "TIMEOUT" "SOURCES;LIBRARY;USES;PROGRAMS")
+  add_executable(${name}_test ${arg_SOURCES})
+  list(TRANSFORM arg_LIBRARY PREPEND utils_)
+  target_link_libraries(${name}_test PRIVATE utils_flags ${arg_LIBRARY} ${arg_USES} GTest::gmock_main)
+  if(arg_PROGRAMS)
+    add_dependencies(${name}_test ${arg_PROGRAMS})
+  endif()
+  # Named as a target, the program gets the emulator in a cross build.
+  set(command ${name}_test)
+  if(arg_SANDBOX)
+    set(command ${PROJECT_SOURCE_DIR}/simulators/sandbox.sh ${CMAKE_BINARY_DIR}/sandbox/${name}
+                $<TARGET_FILE:${name}_test>)
+  endif()
+  add_test(NAME ${name} COMMAND ${command} WORKING_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 120)
+  endif()
+  set_tests_properties(${name} PROPERTIES
+    TIMEOUT ${arg_TIMEOUT} SKIP_RETURN_CODE 77
+    ENVIRONMENT "GTEST_OUTPUT=xml:${CMAKE_BINARY_DIR}/results/${name}.xml")
+  if(arg_SANDBOX)
+    set_tests_properties(${name} PROPERTIES LABELS road)
+  else()
+    set_tests_properties(${name} PROPERTIES LABELS unit)
+  endif()
+endfunction()

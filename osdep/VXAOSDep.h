@@ -1,0 +1,54 @@
+#pragma once
+
+#include "UtilsExport.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace NORXVXA20 {
+
+// The services of the operating system, all static and without state. Paths are 8-bit strings.
+// Failures become log lines and neutral results; what throws says so.
+class VXAOSDep {
+public:
+    // The path separator as text: a backslash on Windows, a slash elsewhere.
+    UTILS_API static const std::string gFileSeparator;
+
+    // True when path exists and is no directory.
+    UTILS_API static bool FileExists(const std::string& path);
+    // True when path is a directory, and also when that cannot be found out (access denied ...).
+    UTILS_API static bool DirExists(const std::string& path);
+    // The size in bytes; 0 for what does not exist, so test existence first.
+    UTILS_API static std::uint64_t GetFileSize(const std::string& path);
+
+    // Creates the last component of path only.
+    UTILS_API static void CreateDir(const std::string& path);
+    // Removes a directory and everything below it without asking. On Windows this is a shell
+    // command: a path that the shell would not take as one word is refused and nothing removed.
+    UTILS_API static void RemoveDir(const std::string& path);
+
+    // The bare name of the first entry of directory, in the file system's order, that ends in
+    // name; "*" and "?" are wildcards. Empty when there is none.
+    UTILS_API static std::string FindFile(const std::string& directory, const std::string& name);
+    // The bare names of all entries of path, sub-directories included, that end in extension and
+    // do not begin with a dot.
+    UTILS_API static std::vector<std::string> SearchFiles(std::string path, std::string extension);
+    // The text after the last separator; empty when there is no separator or nothing follows it.
+    UTILS_API static std::string GetFileNameFromPath(const std::string& path);
+
+    // Reads an open file or pipe to its end, zero bytes included; the caller closes it. handle is
+    // a Windows handle's value or a file descriptor; name serves the error line only.
+    UTILS_API static std::string GetFileContents(std::int32_t handle, std::string name);
+    // Reads the whole file into contents, zero bytes included; there is no size limit.
+    // Returns 0, or -1 with contents untouched when the file cannot be opened.
+    UTILS_API static int ReadFile(const std::string& path, std::string& contents);
+
+    // Opens path for writing and empties it; null when that fails. The caller closes the handle.
+    UTILS_API static void* OpenFile(const std::string& path);
+    // Writes data in one call and ignores the outcome. A null handle is ignored too.
+    UTILS_API static void WriteFile(void* handle, const std::string& data);
+    UTILS_API static void CloseFile(void* handle);
+};
+
+} // namespace NORXVXA20

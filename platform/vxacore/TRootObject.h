@@ -1,0 +1,14 @@
+#pragma once
+
+#include "UtilsExport.h"
+#include "platform/vxacore/ILogger.h"
+
+namespace NORXVXA20 {
+
+class VXACORE_API TRootObject {
+public:
+    // The installed logger, owned by the core library; null while there is none.
+    static ILogger* GetCoreLogger();
+};
+
+} // namespace NORXVXA20

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+// The core library's logger, recording. A test that touches it begins with Reset().
+struct FakeLog {
+    struct Record {
+        int level;
+        std::string message;
+    };
+
+    void Reset();
+    // The messages in order, whatever their level.
+    std::vector<std::string> Messages() const;
+    bool Holds(const std::string& message) const;
+
+    bool installed = true;  // false: the core library has no logger
+    int removeAfter = -1;   // the logger is gone after so many requests for it
+    std::vector<Record> records;
+};
+
+extern FakeLog gLog;
