@@ -1,8 +1,8 @@
 #pragma once
 
 // Export macros. X_API marks what library X exports: in X itself it exports, in a consumer that
-// defines X_IMPORTS (the installed CMake packages do) it imports, and elsewhere it is empty, so that the
-// objects of the library also link with stand-ins for the platform libraries.
+// defines X_IMPORTS (the installed CMake packages do) it imports, and elsewhere it is empty, so
+// that the objects of the library also link with stand-ins for the platform libraries.
 #if defined(_WIN32)
 #define UTILS_DECL_EXPORT __declspec(dllexport)
 #define UTILS_DECL_IMPORT __declspec(dllimport)

@@ -11,7 +11,7 @@ namespace NORXVXA20 {
 class UTILS_SHARED_TYPE TVXAStatusCode {
 public:
     enum EVXAStatusCode : std::int32_t {
-        eFailed = 3,             // a program could not be set up, or the chassis refused the FFDC method
+        eFailed = 3, // a program could not be set up, or the chassis refused the FFDC method
         ePermissionDenied = 27,  // the server refused the log-in or the file
         eNoRoute = 33,           // no way to the network of the server
         eCannotConnect = 34,     // the server cannot be reached, or was lost

@@ -59,7 +59,8 @@ std::optional<Frame> Exchange(const std::string& operation, unsigned char comman
     return frame;
 }
 
-// A length-prefixed string of the answer; position moves behind it. Nothing when it runs past the end.
+// A length-prefixed string of the answer; position moves behind it. Nothing when it runs past the
+// end.
 std::optional<std::string> ReadString(const Frame& answer, std::size_t& position)
 {
     if (position >= answer.size())

@@ -153,7 +153,8 @@ std::string VXAOSDep::FindFile(const std::string& directory, const std::string& 
     if (!names)
         DebugLog("Failed to find the file '" + pattern + "'!");
     else if (names->empty())
-        DebugLog("File '" + pattern + "' not fund!"); // Deliberate: the spelling belongs to the message.
+        DebugLog("File '" + pattern +
+                 "' not fund!"); // Deliberate: the spelling belongs to the message.
     else
         result = names->front();
     DebugLog("Exiting VXAOSDep::FindFile");
@@ -164,7 +165,8 @@ std::vector<std::string> VXAOSDep::SearchFiles(std::string path, std::string ext
 {
     DebugLog("Entering VXAOSDep::SearchFiles, path:" + path + ", Ext:" + extension);
     std::vector<std::string> result;
-    for (std::string& name : Match(path, "*" + extension, false).value_or(std::vector<std::string>())) {
+    for (std::string& name :
+         Match(path, "*" + extension, false).value_or(std::vector<std::string>())) {
         if (name.front() != '.')
             result.push_back(std::move(name));
     }
@@ -211,7 +213,8 @@ void VXAOSDep::WriteFile(void* handle, const std::string& data)
 {
     if (handle == nullptr)
         return;
-    [[maybe_unused]] const ssize_t written = ::write(ToDescriptor(handle), data.data(), data.size());
+    [[maybe_unused]] const ssize_t written =
+        ::write(ToDescriptor(handle), data.data(), data.size());
 }
 
 void VXAOSDep::CloseFile(void* handle)

@@ -115,7 +115,8 @@ std::string VXAOSDep::FindFile(const std::string& directory, const std::string& 
     if (search)
         result = entry.cFileName;
     else if (error == ERROR_FILE_NOT_FOUND)
-        DebugLog("File '" + pattern + "' not fund!"); // Deliberate: the spelling belongs to the message.
+        DebugLog("File '" + pattern +
+                 "' not fund!"); // Deliberate: the spelling belongs to the message.
     else
         DebugLog("Failed to find the file '" + pattern + "'!");
     DebugLog("Exiting VXAOSDep::FindFile");

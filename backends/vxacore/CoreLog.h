@@ -5,7 +5,8 @@
 #include <string>
 
 // The core library's own logger: a rotating file with time stamps. There is none until one is
-// installed, by a call of OpenCoreLog or, when the library is loaded, by the variable VXA_LOG_FILE.
+// installed: by a call of OpenCoreLog or, when the first record is written, because VXA_LOG_FILE
+// names the file (VXA_LOG_LEVEL the highest level).
 namespace NORXVXA20 {
 
 // Installs the file logger in place of the one before. level is the highest level that is written

@@ -11,14 +11,14 @@
 namespace NORXVXA20 {
 
 struct TransferredFile {
-    std::string name;                // as the caller asked for it
+    std::string name; // as the caller asked for it
     std::string localPath;
     std::int64_t expectedBytes = -1; // -1: the server did not say
     std::int64_t receivedBytes = 0;
-    int tries = 0;                   // connections used for this file
-    bool complete = false;           // true only when the file has its final name
-    std::string reason;              // why it is not complete; holds no secret
-    std::string sha256;              // of the complete file, lower-case hexadecimal
+    int tries = 0;         // connections used for this file
+    bool complete = false; // true only when the file has its final name
+    std::string reason;    // why it is not complete; holds no secret
+    std::string sha256;    // of the complete file, lower-case hexadecimal
     std::int64_t milliseconds = 0;
 };
 
@@ -32,7 +32,8 @@ public:
     // expected is -1 when the size is not known. At most a few calls a second.
     virtual void OnBytes(const std::string& name, std::int64_t received, std::int64_t expected) = 0;
     virtual void OnFileDone(const TransferredFile& file) = 0;
-    // At least once a second while the core library waits: in a transfer, in a running program, asleep.
+    // At least once a second while the core library waits: in a transfer, in a running program,
+    // asleep.
     virtual void OnAlive() = 0;
 };
 
@@ -46,8 +47,9 @@ VXACORE_API void ClearTransferRecord();
 // Closes the connection that is kept for the next copy, if there is one, and wipes its credentials.
 VXACORE_API void EndTransfers();
 
-// Looks at a file server's host key before anything begins. location is "host:port/..."; nobody logs in.
-// Returns an empty text when the key is acceptable or no known-hosts file is named, else the reason.
+// Looks at a file server's host key before anything begins. location is "host:port/..."; nobody
+// logs in. Returns an empty text when the key is acceptable or no known-hosts file is named, else
+// the reason.
 VXACORE_API std::string CheckHostKey(const std::string& location);
 
 } // namespace NORXVXA20

@@ -2,7 +2,8 @@
 
 #include <cstddef>
 
-// What the library uses of libcurl, which is loaded by name at run time: its fixed binary interface.
+// What the library uses of libcurl, which is loaded by name at run time: its fixed binary
+// interface.
 namespace curl {
 
 enum Code : int { kOk = 0 };

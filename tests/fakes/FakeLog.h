@@ -15,8 +15,8 @@ struct FakeLog {
     std::vector<std::string> Messages() const;
     bool Holds(const std::string& message) const;
 
-    bool installed = true;  // false: the core library has no logger
-    int removeAfter = -1;   // the logger is gone after so many requests for it
+    bool installed = true; // false: the core library has no logger
+    int removeAfter = -1;  // the logger is gone after so many requests for it
     std::vector<Record> records;
 };
 
