@@ -1,0 +1,47 @@
+#!/usr/bin/env bash
+# usage: ./test.sh [PRESET...]      (linux linux-asan win64; all of them by default)
+# Installs what is missing, builds and runs all tests, and ends with one line
+# "N passed, N failed, N skipped". Exit status 0 only when nothing failed.
+set -euo pipefail
+cd "$(dirname "$(realpath "$0")")"
+. scripts/common.sh
+
+presets=("$@")
+[ ${#presets[@]} -gt 0 ] || presets=(linux linux-asan win64)
+for preset in "${presets[@]}"; do
+  case $preset in
+    linux | linux-asan | win64) ;;
+    *) status=2 fail "unknown preset $preset; there are linux, linux-asan and win64" ;;
+  esac
+done
+
+# shellcheck disable=SC2086
+install_packages $packages_build $packages_libraries $packages_peers $packages_tests $packages_windows
+
+stop_wine() {
+  [ ! -d build/win64/wine ] || WINEPREFIX=$PWD/build/win64/wine wineserver_stop
+}
+wineserver_stop() {
+  /usr/lib/wine/wineserver64 -k >/dev/null 2>&1 && /usr/lib/wine/wineserver64 -w || true
+}
+trap stop_wine EXIT
+
+status=0
+for preset in "${presets[@]}"; do
+  build "$preset"
+  [ "$preset" = win64 ] || simulators/peers.sh "build/$preset"
+  say "Testing $preset"
+  rm -rf "build/$preset/results"
+  # One Wine prefix for the build folder; its first start is not any test's time.
+  if [ "$preset" = win64 ]; then
+    export WINEPREFIX=$PWD/build/win64/wine
+    mkdir -p "$WINEPREFIX"
+    cmake/wine-run.sh cmd /c exit
+  fi
+  (cd "build/$preset" && ctest --output-on-failure --output-junit ctest.xml) || status=1
+done
+
+say "Results of ${presets[*]}"
+read -r passed failed skipped < <(scripts/count-results.sh "${presets[@]/#/build/}")
+echo "$passed passed, $failed failed, $skipped skipped"
+[ "$failed" -eq 0 ] && [ "$status" -eq 0 ]
