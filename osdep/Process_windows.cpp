@@ -1,0 +1,155 @@
+#include "osdep/Process.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <vector>
+
+namespace {
+
+using std::chrono::milliseconds;
+
+// Large, because the reader sleeps between two looks at an empty pipe.
+constexpr DWORD kPipeSize = 1 << 20;
+constexpr DWORD kLongestPause = 20;
+
+// The handles that a new process inherits, and no others, whatever the caller's other threads do.
+class InheritedHandles {
+public:
+    explicit InheritedHandles(std::vector<HANDLE> handles) : m_handles(std::move(handles))
+    {
+        SIZE_T size = 0;
+        ::InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+        m_storage.resize(size);
+        m_good = ::InitializeProcThreadAttributeList(List(), 1, 0, &size) != 0 &&
+                 ::UpdateProcThreadAttribute(List(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST,
+                                             m_handles.data(), m_handles.size() * sizeof(HANDLE),
+                                             nullptr, nullptr) != 0;
+    }
+    InheritedHandles(const InheritedHandles&) = delete;
+    InheritedHandles& operator=(const InheritedHandles&) = delete;
+    ~InheritedHandles() { ::DeleteProcThreadAttributeList(List()); }
+
+    explicit operator bool() const { return m_good; }
+    LPPROC_THREAD_ATTRIBUTE_LIST List()
+    {
+        return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(m_storage.data());
+    }
+
+private:
+    std::vector<HANDLE> m_handles;
+    std::vector<char> m_storage;
+    bool m_good = false;
+};
+
+KernelHandle OpenNothing(SECURITY_ATTRIBUTES& inheritable)
+{
+    const HANDLE nothing = ::CreateFileA("NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                         &inheritable, OPEN_EXISTING, 0, nullptr);
+    return KernelHandle(nothing != INVALID_HANDLE_VALUE ? nothing : nullptr);
+}
+
+// Creates the process with its first thread suspended.
+bool CreateSuspended(std::string commandLine, HANDLE output, HANDLE input,
+                     PROCESS_INFORMATION& created)
+{
+    InheritedHandles inherited({output, input});
+    if (!inherited)
+        return false;
+    STARTUPINFOEXA startUp{};
+    startUp.StartupInfo.cb = sizeof startUp;
+    startUp.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+    startUp.StartupInfo.hStdInput = input;
+    startUp.StartupInfo.hStdOutput = output;
+    startUp.StartupInfo.hStdError = output;
+    startUp.lpAttributeList = inherited.List();
+    return ::CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, TRUE,
+                            CREATE_SUSPENDED | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr,
+                            &startUp.StartupInfo, &created) != 0;
+}
+
+} // namespace
+
+void KernelHandleTraits::Close(Handle handle)
+{
+    ::CloseHandle(handle);
+}
+
+RunningProcess::RunningProcess(KernelHandle process, KernelHandle output, KernelHandle job) noexcept
+    : m_process(std::move(process)), m_output(std::move(output)), m_job(std::move(job))
+{}
+
+RunningProcess StartProcess(const std::string& commandLine, bool ownGroup)
+{
+    SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
+    HANDLE reader = nullptr;
+    HANDLE writer = nullptr;
+    if (!::CreatePipe(&reader, &writer, nullptr, kPipeSize))
+        return RunningProcess();
+    KernelHandle output(reader);
+    const KernelHandle childOutput(writer);
+    const KernelHandle childInput = OpenNothing(inheritable);
+    KernelHandle job(ownGroup ? ::CreateJobObjectA(nullptr, nullptr) : nullptr);
+    PROCESS_INFORMATION created{};
+    if (!childInput || (ownGroup && !job) ||
+        !::SetHandleInformation(writer, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT) ||
+        !CreateSuspended(commandLine, writer, childInput.get(), created))
+        return RunningProcess();
+    const KernelHandle thread(created.hThread);
+    const bool assigned = !job || ::AssignProcessToJobObject(job.get(), created.hProcess) != 0;
+    RunningProcess process(KernelHandle(created.hProcess), std::move(output), std::move(job));
+    if (!assigned) {
+        ::TerminateProcess(created.hProcess, 1);
+        return RunningProcess();
+    }
+    ::ResumeThread(thread.get());
+    return process;
+}
+
+RunningProcess::ERead RunningProcess::ReadSome(milliseconds wait, std::string& output)
+{
+    const ULONGLONG end = ::GetTickCount64() + static_cast<ULONGLONG>(wait.count());
+    DWORD available = 0;
+    for (DWORD pause = 0;; pause = std::min(2 * pause + 1, kLongestPause)) {
+        if (!::PeekNamedPipe(m_output.get(), nullptr, 0, nullptr, &available, nullptr))
+            return ERead::eEnd;
+        if (available > 0)
+            break;
+        if (::GetTickCount64() >= end)
+            return ERead::eNothing;
+        ::Sleep(pause);
+    }
+    char buffer[65536];
+    DWORD count = 0;
+    available = std::min<DWORD>(available, sizeof buffer);
+    if (!::ReadFile(m_output.get(), buffer, available, &count, nullptr))
+        return ERead::eEnd;
+    output.append(buffer, count);
+    return ERead::eData;
+}
+
+bool RunningProcess::WaitFor(milliseconds wait)
+{
+    if (::WaitForSingleObject(m_process.get(), static_cast<DWORD>(wait.count())) == WAIT_TIMEOUT)
+        return false;
+    m_process.reset();
+    return true;
+}
+
+void RunningProcess::Wait() noexcept
+{
+    if (m_process)
+        ::WaitForSingleObject(m_process.get(), INFINITE);
+    m_process.reset();
+}
+
+void RunningProcess::End() noexcept
+{
+    if (!m_process)
+        return;
+    if (m_job)
+        ::TerminateJobObject(m_job.get(), 1);
+    else
+        ::TerminateProcess(m_process.get(), 1);
+    Wait();
+}

@@ -1,0 +1,126 @@
+#include "osdep/Process.h"
+#include "tests/programs/Child.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdio>
+#include <fstream>
+#include <stdexcept>
+#include <thread>
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Far above what any run takes, so that a hang fails instead of waiting for ctest.
+const ProcessLimits kAmple{60s, 0s, {}};
+
+ProcessResult RunChild(const std::string& arguments, const ProcessLimits& limits = kAmple)
+{
+    return RunProcess(kTestChild + (" " + arguments), limits);
+}
+
+TEST(ProcessTest, OutputAndErrorsArriveWholeInOneText)
+{
+    EXPECT_EQ(RunChild("error oops").output, "oops");
+    EXPECT_EQ(RunChild("zeros").output, std::string("a\0b\0\0c\n", 7));
+    EXPECT_EQ(RunChild("exit 7").output, "leaving");
+    const ProcessResult many = RunChild("many 20000000");
+    EXPECT_EQ(many.end, EProcessEnd::eOwn);
+    EXPECT_EQ(many.output.size(), 20000000u);
+}
+
+TEST(ProcessTest, StandardInputIsEmpty)
+{
+    EXPECT_EQ(RunChild("input").output, "input ends");
+}
+
+TEST(ProcessTest, WordsAreSplitAtBlanksAndTabsOutsideQuotes)
+{
+    EXPECT_EQ(RunChild("words -c 3").output, "[-c][3]");
+    EXPECT_EQ(RunChild("words  a\t b ").output, "[a][b]");
+    EXPECT_EQ(RunChild("words \"a  b\"c \"\" d").output, "[a  bc][][d]");
+    EXPECT_EQ(RunChild("words $HOME * ; | > x").output, "[$HOME][*][;][|][>][x]");
+}
+
+TEST(ProcessTest, WhatIsNoProgramIsNotStarted)
+{
+    const std::string noProgram = TemporaryPath("no-program");
+    std::ofstream(noProgram) << "just text";
+    MakeExecutable(noProgram);
+    for (const std::string& line : {std::string("no-such-program-anywhere -x"), noProgram,
+                                    std::string(), std::string(" \t")}) {
+        SCOPED_TRACE(line);
+        const ProcessResult result = RunProcess(line, kAmple);
+        EXPECT_EQ(result.end, EProcessEnd::eNotStarted);
+        EXPECT_EQ(result.output, "");
+    }
+    std::remove(noProgram.c_str());
+}
+
+TEST(ProcessTest, LimitEndsTheProgramAndWhatItStarted)
+{
+    const std::string file = TemporaryPath("held");
+    const auto start = Clock::now();
+    const ProcessResult result = RunChild("parent " + file, {0s, 3s, {}});
+    EXPECT_EQ(result.end, EProcessEnd::eLimit);
+    EXPECT_EQ(result.output, "held") << "what was read until the limit stays";
+    EXPECT_LT(Clock::now() - start, 60s);
+    EXPECT_TRUE(BecomesFree(file)) << "the grandchild still runs";
+    std::remove(file.c_str());
+}
+
+TEST(ProcessTest, SilenceIsCountedFromTheLastOutputAndTheTotalFromTheStart)
+{
+    const auto start = Clock::now();
+    const ProcessResult result = RunChild("drip 20", {2s, 1500ms, {}});
+    EXPECT_EQ(result.end, EProcessEnd::eLimit);
+    EXPECT_GE(Clock::now() - start, 2s) << "every drip starts the silence anew";
+    EXPECT_THAT(result.output, StartsWith("..."));
+    EXPECT_EQ(RunChild("drip 600000", {0s, 1s, {}}).end, EProcessEnd::eLimit);
+}
+
+TEST(ProcessTest, ProgramThatClosedItsOutputIsStillWaitedFor)
+{
+    const auto start = Clock::now();
+    EXPECT_EQ(RunChild("silent 700").end, EProcessEnd::eOwn);
+    EXPECT_GE(Clock::now() - start, 700ms);
+    EXPECT_EQ(RunChild("silent 300000", {0s, 1s, {}}).end, EProcessEnd::eLimit);
+}
+
+TEST(ProcessTest, OutputOfAGrandchildBelongsToTheResult)
+{
+    EXPECT_EQ(RunChild("late 500").output, "first last");
+}
+
+TEST(ProcessTest, TickComesAtLeastEverySecond)
+{
+    auto last = Clock::now();
+    auto longest = Clock::duration::zero();
+    int ticks = 0;
+    const auto tick = [&] {
+        const auto now = Clock::now();
+        longest = std::max(longest, now - last);
+        last = now;
+        ++ticks;
+    };
+    RunChild("drip 5", {2s, 0s, tick});
+    RunChild("silent 300000", {2s, 0s, tick});
+    EXPECT_GE(ticks, 4);
+    EXPECT_LT(longest, 2s); // a loaded machine included
+}
+
+TEST(ProcessTest, ThrowingTickEndsTheProgram)
+{
+    const std::string file = TemporaryPath("held");
+    EXPECT_THROW(RunChild("parent " + file, {0s, 0s, [] { throw std::runtime_error("stop"); }}),
+                 std::runtime_error);
+    EXPECT_TRUE(BecomesFree(file));
+    std::remove(file.c_str());
+}
+
+} // namespace
