@@ -29,7 +29,7 @@ trap stop_wine EXIT
 status=0
 for preset in "${presets[@]}"; do
   build "$preset"
-  [ "$preset" = win64 ] || simulators/peers.sh "build/$preset"
+  [ "$preset" = win64 ] || simulators/peers.sh build
   say "Testing $preset"
   rm -rf "build/$preset/results"
   # One Wine prefix for the build folder; its first start is not any test's time.

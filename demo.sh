@@ -1,0 +1,99 @@
+#!/usr/bin/env bash
+# usage: ./demo.sh [--files DIR] [--out DIR]
+# Collects the FFDC of a simulated service processor: builds what is needed, starts the simulator in a
+# sandbox of its own, runs ffdc-collect against it and compares every file with its source.
+#   --files DIR  serve the files in DIR instead of a small built-in set
+#   --out DIR    collect into DIR (default: build/demo/collected, emptied first)
+# Exit status: 0 every file arrived as it is; 1 something is missing or differs; 2 wrong arguments or a
+# missing requirement.
+set -euo pipefail
+top=$(dirname "$(realpath "$0")")
+. "$top/scripts/common.sh"
+
+usage() { sed -n '2,/^set -/{/^set -/d;s/^# \{0,1\}//;p}' "$0"; }
+
+files='' out=''
+while [ $# -gt 0 ]; do
+  case $1 in
+    --files | --out)
+      [ $# -ge 2 ] && [ -n "$2" ] || status=2 fail "$1 needs a directory"
+      declare "${1#--}=$2"
+      shift 2
+      ;;
+    -h | --help) usage; exit 0 ;;
+    *) usage >&2; status=2 fail "unknown argument $1" ;;
+  esac
+done
+if [ -n "$files" ]; then
+  [ -d "$files" ] && [ -r "$files" ] || status=2 fail "no readable directory: $files"
+  files=$(realpath "$files")
+fi
+if [ -n "$out" ]; then
+  mkdir -p "$out" 2>/dev/null && [ -w "$out" ] || status=2 fail "cannot write to $out"
+  out=$(realpath "$out")
+  [ "$out" != "$files" ] || status=2 fail "--files and --out are the same directory"
+fi
+cd "$top"
+
+# shellcheck disable=SC2086
+install_packages $packages_build $packages_libraries $packages_peers
+build demo
+simulators/peers.sh build
+
+# Made afresh by each run: text, a file of several blocks, an empty one, a name with blanks.
+make_files() {
+  rm -rf "$1"
+  mkdir -p "$1"
+  printf 'service processor summary\nfirmware 1.2.3\n' >"$1/summary.txt"
+  head -c 3000000 /dev/urandom >"$1/ffdc_20261121.tgz"
+  head -c 70000 /dev/urandom >"$1/event log.bin"
+  : >"$1/empty.log"
+}
+
+state=$top/build/demo
+if [ -z "$files" ]; then
+  files=$state/files
+  make_files "$files"
+fi
+if [ -z "$out" ]; then
+  out=$state/collected
+  rm -rf "$out"
+fi
+log=$state/core.log
+rm -f "$log"
+
+say "Collecting from the simulated service processor"
+SP_PASSWORD=$(head -c 9 /dev/urandom | base64 | tr '+/' 'xy')
+export SP_PASSWORD SP_FILES=$files SP_POLLS=1 UTILS_MODULE=$state/bin/ffdc_module.so
+collected=0
+simulators/sandbox.sh "$state/sandbox" "$state/bin/ffdc-collect" service-processor --out "$out" --log "$log" ||
+  collected=$?
+[ "$collected" -lt 128 ] || exit "$collected"
+[ "$collected" -ne 77 ] || status=2 fail "this machine refuses the sandbox (see above)"
+
+say "What arrived in $out"
+result=0
+count=0
+while IFS= read -r -d '' source; do
+  name=${source##*/}
+  count=$((count + 1))
+  if [ ! -f "$out/$name" ]; then
+    printf '%12s  %-64s  %s\n' - "missing" "$name"
+    result=1
+    continue
+  fi
+  sum=$(sha256sum <"$out/$name")
+  printf '%12s  %s  %s\n' "$(stat -c %s "$out/$name")" "${sum%% *}" "$name"
+  if ! cmp -s "$source" "$out/$name"; then
+    echo "              ^ differs from its source"
+    result=1
+  fi
+done < <(find "$files" -mindepth 1 -maxdepth 1 ! -name '.*' -print0 | sort -z)
+
+say "The log, $log"
+tail -n 5 "$log"
+if [ "$result" -eq 0 ] && [ "$collected" -eq 0 ]; then
+  say "All $count files equal their sources"
+else
+  fail "not everything arrived (ffdc-collect ended with $collected)"
+fi
