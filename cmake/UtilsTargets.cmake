@@ -84,20 +84,27 @@ function(utils_backend name)
   string(TOUPPER ${name} upper)
   add_library(${name} SHARED ${arg_SOURCES})
   target_compile_definitions(${name} PRIVATE ${upper}_EXPORTS)
-  target_link_libraries(${name} PUBLIC utils_flags utils_platform PRIVATE ${arg_USES})
+  target_link_libraries(${name} PRIVATE utils_flags utils_platform ${arg_USES})
   utils_shared_properties(${name})
   if(arg_OUTPUT_NAME)
     set_target_properties(${name} PROPERTIES OUTPUT_NAME ${arg_OUTPUT_NAME})
   endif()
 endfunction()
 
+# What our shared libraries have in common, as targets of the build and of the installed package.
 function(utils_shared_properties target)
+  string(TOUPPER ${target} upper)
+  target_include_directories(${target} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/utils>)
+  target_compile_features(${target} PUBLIC cxx_std_17)
+  target_compile_definitions(${target} INTERFACE
+    BOOST_ENABLE_ASSERT_HANDLER $<INSTALL_INTERFACE:${upper}_IMPORTS>)
   set_target_properties(${target} PROPERTIES
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
   if(WIN32)
     set_target_properties(${target} PROPERTIES PREFIX "")
   endif()
-  install(TARGETS ${target}
+  install(TARGETS ${target} EXPORT utilsTargets
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)
