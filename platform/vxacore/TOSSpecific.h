@@ -40,6 +40,19 @@ public:
     // 35 no usable libcurl, 33 no route, 34 cannot connect or connection lost, 27 log-in refused.
     static bool sFTPFileFromORX(std::string remote, std::string localPath, std::string fileName);
 
+    // Sends localFile to server over passive FTP as remoteName, whose folders must exist there;
+    // what has that name is replaced. server is a host, also "user:password@host:port" (split at
+    // the last
+    // "@" and the first ":", nothing is unescaped); without a user the log-in is anonymous.
+    // Returns false when the local file cannot be read or the file did not arrive whole. Throws
+    // TVXAException: 35 no usable libcurl, 33 host not found or no route, 34 cannot connect or
+    // connection lost, 27 log-in or file refused.
+    static bool FTPFile(std::string server, std::string localFile, std::string remoteName);
+
+    // Resolves host and connects to its TCP port within 10 seconds. Returns 0, or a code that says
+    // which of the two failed.
+    static int DetectHostnameAvailable(std::string host, std::string port);
+
     // The folder of the tool's own files, without a separator at its end.
     static std::string GetVXARootPath();
 };
