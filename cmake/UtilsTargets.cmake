@@ -135,7 +135,7 @@ function(utils_test name)
   endif()
   set_tests_properties(${name} PROPERTIES
     TIMEOUT ${arg_TIMEOUT} SKIP_RETURN_CODE 77
-    ENVIRONMENT "GTEST_OUTPUT=xml:${CMAKE_BINARY_DIR}/results/${name}.xml")
+    ENVIRONMENT "GTEST_OUTPUT=xml:${CMAKE_BINARY_DIR}/results/${name}.xml;UTILS_MODULE=${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/ffdc_module.so")
   if(arg_SANDBOX)
     set_tests_properties(${name} PROPERTIES LABELS road)
   else()
