@@ -1,0 +1,12 @@
+#pragma once
+
+#include "collector/ChildProcess.h"
+#include "collector/Options.h"
+
+// The child: makes the library call and reports what happens.
+
+// How the parent starts it.
+ChildCommand CollectingProcess(const Options& options, std::chrono::milliseconds silence);
+
+// What it does; its exit code.
+int RunCollectingProcess(const Options& options);

@@ -1,0 +1,134 @@
+#include "collector/Collector.h"
+
+#include "backends/vxacore/CoreLog.h"
+#include "collector/ChildProcess.h"
+#include "collector/CollectingProcess.h"
+#include "collector/ExitCodes.h"
+#include "collector/Ledger.h"
+#include "collector/LookAhead.h"
+#include "collector/Options.h"
+#include "collector/ServiceProcessor.h"
+#include "osdep/VXAOSDep.h"
+
+#include <cstdio>
+#include <iostream>
+
+using NORXVXA20::TransferredFile;
+using NORXVXA20::VXAOSDep;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds kProgressEvery{1};
+
+void Say(const std::string& text)
+{
+    // One call a line: the child may write there too.
+    std::cerr << "ffdc-collect: " + text + "\n" << std::flush;
+}
+
+// Says what becomes of each file, for --verbose.
+class Progress {
+public:
+    void Show(const Event& event)
+    {
+        const std::string name = Quoted(event.file.name);
+        switch (event.kind) {
+        case Event::Kind::kListed:
+            Say(std::to_string(event.names.size()) + " names listed");
+            break;
+        case Event::Kind::kBegun:
+            m_shown = Clock::now();
+            Say(name + ": begun");
+            break;
+        case Event::Kind::kBytes:
+            if (Clock::now() - m_shown < kProgressEvery)
+                break;
+            m_shown = Clock::now();
+            Say(name + ": " + Bytes(event.file));
+            break;
+        case Event::Kind::kDone:
+            ShowDone(name, event.file);
+            break;
+        default:
+            break;
+        }
+    }
+
+private:
+    static std::string Bytes(const TransferredFile& file)
+    {
+        const std::string received = std::to_string(file.receivedBytes);
+        return file.expectedBytes < 0
+                   ? received + " bytes"
+                   : received + " of " + std::to_string(file.expectedBytes) + " bytes";
+    }
+
+    static void ShowDone(const std::string& name, const TransferredFile& file)
+    {
+        const std::string tries =
+            std::to_string(file.tries) + (file.tries == 1 ? " try" : " tries");
+        const std::string time = std::to_string(file.milliseconds) + " ms";
+        Say(name + ": " + (file.complete ? "done, " : "not copied, ") + Bytes(file) + ", " + tries +
+            ", " + time + (file.complete ? ", SHA-256 " + file.sha256 : ", " + file.reason));
+    }
+
+    Clock::time_point m_shown;
+};
+
+// Looks ahead; false, with the reason said, when it is no use to begin.
+bool LookAhead(const Options& options)
+{
+    Finding finding = PrepareDirectory(options.out);
+    if (finding.refusal.empty())
+        finding.refusal = FindServiceProcessorFault();
+    if (!finding.warning.empty())
+        Say(finding.warning);
+    if (!finding.refusal.empty())
+        Say(finding.refusal);
+    return finding.refusal.empty();
+}
+
+std::int64_t SizeOnDisk(const std::string& path)
+{
+    return VXAOSDep::FileExists(path) ? static_cast<std::int64_t>(VXAOSDep::GetFileSize(path)) : -1;
+}
+
+int Collect(const Options& options, std::chrono::milliseconds silence)
+{
+    if (!LookAhead(options))
+        return kNotStarted;
+    // A log that the environment asks for belongs to the child alone from here on.
+    NORXVXA20::CloseCoreLog();
+    CatchStopRequests();
+
+    Ledger ledger;
+    Progress progress;
+    const ChildEnd end =
+        RunChild(CollectingProcess(options, silence), [&](const std::string& line) {
+            const std::optional<Event> event = DecodeEvent(line);
+            if (!event)
+                return;
+            ledger.Take(*event);
+            if (options.verbose)
+                progress.Show(*event);
+        });
+    const Outcome outcome = Conclude(ledger, end, options.out, silence, SizeOnDisk);
+    for (const std::string& line : outcome.lines)
+        Say(line);
+    return outcome.exitCode;
+}
+
+} // namespace
+
+int RunCollector(int argc, const char* const* argv, std::chrono::milliseconds silence)
+{
+    int exitCode = 0;
+    const std::optional<Options> options = ReadOptions(argc, argv, exitCode);
+    if (!options)
+        return exitCode;
+    if (options->command == Options::Command::kChild)
+        return RunCollectingProcess(*options);
+    return Collect(*options, silence);
+}
