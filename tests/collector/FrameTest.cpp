@@ -1,0 +1,218 @@
+#include "osdep/FileDescriptor.h"
+#include "tests/support/Program.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gmock/gmock.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <memory>
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+namespace {
+
+constexpr const char* kProgram = "./scripted_collector";
+
+// The two real processes; the library call obeys a script.
+class FrameTest : public testing::Test {
+protected:
+    std::unique_ptr<Program> Start(const std::string& script,
+                                   std::map<std::string, std::string> environment = {},
+                                   std::vector<std::string> prefix = {})
+    {
+        environment["COLLECTOR_SCRIPT"] = script;
+        std::vector<std::string> words = std::move(prefix);
+        words.insert(words.end(), {kProgram, "service-processor", "--out", m_out});
+        return std::make_unique<Program>(words, environment, m_scratch.Path());
+    }
+    // The process that a script's step has left behind in a file.
+    pid_t NotedProcess()
+    {
+        std::string text;
+        EXPECT_TRUE(WaitUntil([&] { return !(text = ContentsOf(m_out + "/pid")).empty(); }));
+        return std::atoi(text.c_str());
+    }
+
+    const TemporaryDirectory m_scratch;
+    const std::string m_out = m_scratch / "new/out";
+};
+
+TEST_F(FrameTest, GoodCollectionPassesTheConsoleLinesOnUnchanged)
+{
+    const auto run =
+        Start("print:Running\n;print:In progress;print:.;list:a,b;deliver:a;deliver:b");
+    EXPECT_EQ(run->Wait(), 0);
+    EXPECT_EQ(run->Output(), "Running\nIn progress.");
+    EXPECT_EQ(run->Errors(), "ffdc-collect: 2 of 2 files collected into " + m_out + "\n");
+    EXPECT_EQ(ContentsOf(m_out + "/b"), "contents of b");
+}
+
+TEST_F(FrameTest, DotsAppearWhenTheyAreMade)
+{
+    const auto run = Start("print:In progress.;alive:60000");
+    EXPECT_TRUE(WaitUntil([&] { return run->Output() == "In progress."; }));
+    run->Signal(SIGTERM);
+    EXPECT_EQ(run->Wait(), 128 + SIGTERM);
+}
+
+TEST_F(FrameTest, SilentCollectionIsEnded)
+{
+    const auto run =
+        Start("list:a,b;deliver:a;ignore;pid;pause:600000", {{"COLLECTOR_SILENCE_MS", "1000"}});
+    EXPECT_EQ(run->Wait(), 3);
+    EXPECT_FALSE(IsRunning(NotedProcess()));
+    EXPECT_THAT(run->Errors(), HasSubstr("no sign of life for 1 s"));
+    EXPECT_THAT(run->Errors(), HasSubstr("missing: \"b\""));
+}
+
+TEST_F(FrameTest, SignOfLifeOnEitherPipeKeepsItRunning)
+{
+    const auto run = Start("alive:2500;print:.;pause:1000;print:.;pause:1000;print:.",
+                           {{"COLLECTOR_SILENCE_MS", "2000"}});
+    EXPECT_EQ(run->Wait(), 0);
+    EXPECT_EQ(run->Output(), "...");
+}
+
+TEST_F(FrameTest, CrashAndEarlyExitAreConcludedLikeAGoodEnd)
+{
+    const auto crashed = Start("list:a,b;deliver:a;begin:b;crash");
+    EXPECT_EQ(crashed->Wait(), 3);
+    EXPECT_THAT(crashed->Errors(), HasSubstr("crashed (signal 11"));
+    EXPECT_THAT(crashed->Errors(), HasSubstr("missing: \"b\": ended after 10 of 100 bytes"));
+    const auto left = Start("exit:0");
+    EXPECT_EQ(left->Wait(), 1);
+    EXPECT_THAT(left->Errors(), HasSubstr("ended early, with code 0"));
+}
+
+TEST_F(FrameTest, SignalsEndEverythingAndTheFirstOneCounts)
+{
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        SCOPED_TRACE(signal);
+        const auto run = Start("list:a,b;deliver:a;begin:b;fork:600000;alive:600000");
+        const pid_t left = NotedProcess();
+        ASSERT_TRUE(IsRunning(left));
+        run->Signal(signal);
+        EXPECT_TRUE(WaitUntil([&] { return !IsRunning(left); }));
+        for (const int further : {SIGTERM, SIGHUP, SIGINT})
+            run->Signal(further);
+        EXPECT_EQ(run->Wait(), 128 + signal);
+        EXPECT_THAT(run->Errors(), HasSubstr("missing: \"b\": ended after 10 of 100 bytes"));
+        EXPECT_THAT(run->Errors(), EndsWith("1 of 2 files collected into " + m_out + "\n"));
+        std::remove((m_out + "/pid").c_str());
+    }
+}
+
+TEST_F(FrameTest, IgnoredHangUpStaysIgnored)
+{
+    const auto run = Start("print:.;alive:1000", {}, {"/usr/bin/env", "--ignore-signal=HUP"});
+    EXPECT_TRUE(WaitUntil([&] { return run->Output() == "."; }));
+    run->Signal(SIGHUP);
+    EXPECT_EQ(run->Wait(), 0);
+}
+
+TEST_F(FrameTest, KilledParentTakesTheChildWithIt)
+{
+    const auto run = Start("pid;alive:600000");
+    const pid_t child = NotedProcess();
+    ASSERT_TRUE(IsRunning(child));
+    run->Signal(SIGKILL);
+    EXPECT_EQ(run->Wait(), -SIGKILL);
+    EXPECT_TRUE(WaitUntil([&] { return !IsRunning(child); }));
+}
+
+TEST_F(FrameTest, OutputThatNobodyTakesDoesNotEndTheCollection)
+{
+    for (const char* redirection : {">&-", ">/dev/full", "<&- >&- 2>&-"}) {
+        SCOPED_TRACE(redirection);
+        const auto run = Start("print:.;deliver:a;print:.", {},
+                               {"/bin/sh", "-c", std::string("exec \"$@\" ") + redirection, "sh"});
+        EXPECT_EQ(run->Wait(), 0);
+        EXPECT_EQ(ContentsOf(m_out + "/a"), "contents of a");
+        std::remove((m_out + "/a").c_str());
+    }
+}
+
+TEST_F(FrameTest, ReaderThatStopsReadingHoldsItUpUntilASignal)
+{
+    const std::string fifo = m_scratch / "fifo";
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    const FileDescriptor reader(::open(fifo.c_str(), O_RDWR | O_CLOEXEC));
+    const auto run = Start("pid;flood:1024;alive:600000", {{"COLLECTOR_SILENCE_MS", "500"}},
+                           {"/bin/sh", "-c", "fifo=$1; shift; exec \"$@\" >\"$fifo\"", "sh", fifo});
+    const pid_t child = NotedProcess();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    EXPECT_TRUE(IsRunning(child));
+    run->Signal(SIGINT);
+    EXPECT_EQ(run->Wait(), 130);
+}
+
+TEST_F(FrameTest, WhatCannotWorkIsRefusedBeforeAnythingStarts)
+{
+    m_scratch.Write("file", "kept");
+    struct Case {
+        std::vector<std::string> arguments;
+        std::map<std::string, std::string> environment;
+        std::string line;
+    };
+    const Case cases[] = {
+        {{}, {}, "A subcommand is required"},
+        {{"service-processor"}, {}, "--out is required"},
+        {{"service-processor", "--out", m_out, "more"}, {}, "not expected: more"},
+        {{"service-processor", "--out", ""}, {}, "ffdc-collect: cannot create the directory"},
+        {{"service-processor", "--out", m_scratch / "file"}, {}, "file is no directory\n"},
+        {{"service-processor", "--out", m_scratch / "file/x"}, {}, "file/x: Not a directory\n"},
+        {{"service-processor", "--out", "/proc/none/x"}, {}, "/proc/none/x: No such file"},
+        {{"service-processor", "--out", "/proc/self"}, {}, "cannot write into /proc/self: "},
+        {{"service-processor", "--out", m_out, "--log", m_scratch / "file/log"},
+         {},
+         "ffdc-collect: cannot write the log file " + m_scratch / "file/log\n"},
+        {{"service-processor", "--out", m_out},
+         {{"COLLECTOR_FAULT", "no way to it"}},
+         "ffdc-collect: no way to it\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.line);
+        const TemporaryDirectory scratch;
+        std::vector<std::string> words = {kProgram};
+        words.insert(words.end(), c.arguments.begin(), c.arguments.end());
+        std::map<std::string, std::string> environment = c.environment;
+        environment["COLLECTOR_SCRIPT"] = "print:begun";
+        Program run(words, environment, scratch.Path());
+        EXPECT_EQ(run.Wait(), 2);
+        EXPECT_EQ(run.Output(), "");
+        EXPECT_THAT(run.Errors(), HasSubstr(c.line));
+    }
+    EXPECT_EQ(ContentsOf(m_scratch / "file"), "kept");
+}
+
+TEST_F(FrameTest, ValuesReachTheOtherProcessUnchanged)
+{
+    const std::string out = m_scratch / "-a = \"b\"\n[c]";
+    Program run(
+        {kProgram, "service-processor", "--verbose", "--log=" + m_scratch / "-log", "--out=" + out},
+        {{"COLLECTOR_SCRIPT", "deliver:a"}}, m_scratch.Path());
+    EXPECT_EQ(run.Wait(), 0);
+    EXPECT_EQ(ContentsOf(out + "/a"), "contents of a");
+    EXPECT_THAT(run.Errors(),
+                HasSubstr("\"a\": done, 13 of 13 bytes, 1 try, 0 ms, SHA-256 00ff\n"));
+}
+
+TEST_F(FrameTest, HelpAndVersionAreNoFaults)
+{
+    Program help({kProgram, "service-processor", "--help"}, {}, m_scratch.Path());
+    EXPECT_EQ(help.Wait(), 0);
+    EXPECT_THAT(help.Output(), HasSubstr("--out DIR REQUIRED"));
+    const TemporaryDirectory other;
+    Program version({kProgram, "--version"}, {}, other.Path());
+    EXPECT_EQ(version.Wait(), 0);
+    EXPECT_THAT(version.Output(), StartsWith("ffdc-collect "));
+    EXPECT_EQ(version.Errors(), "");
+}
+
+} // namespace

@@ -1,0 +1,146 @@
+// The collector with a scripted library call: both processes are the real ones, COLLECTOR_SCRIPT
+// says what the call does and COLLECTOR_SILENCE_MS how long it may be silent.
+#include "backends/vxacore/CoreLog.h"
+#include "backends/vxacore/TransferRecord.h"
+#include "collector/Collector.h"
+#include "collector/ServiceProcessor.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <thread>
+
+using namespace NORXVXA20;
+
+namespace {
+
+ITransferListener* gListener = nullptr;
+std::string gDirectory;
+
+void Pause(int milliseconds)
+{
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+void Deliver(const std::string& name, const std::string& contents)
+{
+    TransferredFile file;
+    file.name = name;
+    file.localPath = gDirectory + "/" + name;
+    file.expectedBytes = file.receivedBytes = static_cast<std::int64_t>(contents.size());
+    file.tries = 1;
+    file.complete = true;
+    file.sha256 = "00ff";
+    std::ofstream(file.localPath, std::ios::binary) << contents;
+    gListener->OnFileBegun(name);
+    gListener->OnFileDone(file);
+}
+
+void Fail(const std::string& name, const std::string& reason)
+{
+    TransferredFile file;
+    file.name = name;
+    file.localPath = gDirectory + "/" + name;
+    file.reason = reason;
+    gListener->OnFileBegun(name);
+    gListener->OnFileDone(file);
+}
+
+// One step of a script: a word and, for some, a value behind a colon.
+void Step(const std::string& word, const std::string& value)
+{
+    if (word == "list") {
+        std::vector<std::string> names;
+        std::istringstream all(value);
+        for (std::string name; std::getline(all, name, ',');)
+            names.push_back(name);
+        gListener->OnNamesListed(names);
+    } else if (word == "deliver") {
+        Deliver(value, "contents of " + value);
+    } else if (word == "fail") {
+        Fail(value, "refused by the server");
+    } else if (word == "begin") {
+        gListener->OnFileBegun(value);
+        gListener->OnBytes(value, 10, 100);
+    } else if (word == "print") {
+        std::cout << value << std::flush;
+    } else if (word == "flood") { // so many KiB
+        std::cout << std::string(std::stoul(value) * 1024, 'x') << std::flush;
+    } else if (word == "pause") {
+        Pause(std::atoi(value.c_str()));
+    } else if (word == "alive") {
+        for (int left = std::atoi(value.c_str()); left > 0; left -= 100) {
+            gListener->OnAlive();
+            Pause(100);
+        }
+    } else if (word == "fork") { // a program of the library's that outlives it
+        if (::fork() == 0) {
+            std::ofstream(gDirectory + "/pid") << ::getpid() << std::flush;
+            Pause(std::atoi(value.c_str()));
+            ::_exit(0);
+        }
+        while (!std::ifstream(gDirectory + "/pid").good())
+            Pause(10);
+    } else if (word == "pid") {
+        std::ofstream(gDirectory + "/pid") << ::getpid() << std::flush;
+    } else if (word == "ignore") {
+        ::signal(SIGTERM, SIG_IGN);
+    } else if (word == "crash") {
+        ::signal(SIGSEGV, SIG_DFL); // without the sanitizers' report
+        ::raise(SIGSEGV);
+    } else if (word == "exit") {
+        std::_Exit(std::atoi(value.c_str()));
+    } else {
+        std::cerr << "unknown step " << word << "\n";
+        std::_Exit(99);
+    }
+}
+
+} // namespace
+
+std::string FindServiceProcessorFault()
+{
+    const char* fault = std::getenv("COLLECTOR_FAULT");
+    return fault != nullptr ? fault : "";
+}
+
+bool CaptureServiceProcessor(const std::string& directory)
+{
+    gDirectory = directory;
+    std::istringstream script(std::getenv("COLLECTOR_SCRIPT"));
+    for (std::string step; std::getline(script, step, ';');) {
+        const std::size_t colon = step.find(':');
+        if (step == "false")
+            return false;
+        Step(step.substr(0, colon), colon == std::string::npos ? "" : step.substr(colon + 1));
+    }
+    return true;
+}
+
+namespace NORXVXA20 {
+
+void SetTransferListener(ITransferListener* listener)
+{
+    gListener = listener;
+}
+void EndTransfers() {}
+bool OpenCoreLog(const std::string& path, int)
+{
+    return std::ofstream(path, std::ios::app).good();
+}
+void CloseCoreLog() {}
+
+} // namespace NORXVXA20
+
+int main(int argc, char** argv)
+{
+    const char* silence = std::getenv("COLLECTOR_SILENCE_MS");
+    return silence == nullptr
+               ? RunCollector(argc, argv)
+               : RunCollector(argc, argv, std::chrono::milliseconds(std::atoi(silence)));
+}
