@@ -1,0 +1,68 @@
+#pragma once
+
+#include "xml/MapCache.h"
+#include "xml/TXmlParser.h"
+
+#include <vector>
+
+namespace NORXVXA20 {
+
+// What a running Parse needs besides the reader's two fields: the open elements, the last line
+// counted, the attribute maps to use again. It stands on Parse's own stack; the runs of a thread
+// form a chain, since a handler may parse another document.
+class TXmlParser::Run {
+public:
+    explicit Run(TXmlParser& reader);
+    ~Run();
+    Run(const Run&) = delete;
+    Run& operator=(const Run&) = delete;
+
+    // The innermost run of this reader on this thread; null outside its Parse, as for a copy of it.
+    static Run* Of(const TXmlParser& reader);
+
+    // One element with all its content, from its "<".
+    bool ReadElement();
+    // The line of a position, counted on from the position asked for last.
+    unsigned int LineAt(const char* text, const char* position);
+    // The line feeds from..to of the document, also one that is hidden under an element name's NUL.
+    static unsigned int CountLineFeeds(const char* from, const char* to);
+
+    MapCache& Maps() { return m_maps; }
+
+private:
+    enum class Step {
+        kGoOn,   // the innermost open element has more to read
+        kFailed, // a child failed: it and its parent end here
+    };
+    struct OpenElement {
+        char* name;
+        std::size_t length;
+        bool result; // what the element's step returns when it is over
+        bool valueVeto;
+    };
+    class NameEnd;
+
+    Step ReadStartTag();
+    Step ReadItem();
+    Step ReadEndTag();
+    Step Close();
+    static Step ResultOf(const OpenElement& element);
+    Step Fail(const char* message);
+    void Start(OpenElement& element, std::map<std::string, std::string>& attributes);
+    void End(const OpenElement& element);
+
+    // Constant-initialised: no access needs a guard.
+    static thread_local Run* s_innermost;
+
+    TXmlParser& m_reader;
+    Run* const m_outer;
+    std::vector<OpenElement> m_open;
+    MapCache m_maps;
+    const char* m_countedText;
+    const char* m_counted;
+    unsigned int m_line = 1;
+    const char* m_nul = nullptr; // where a name's NUL stands, and what it hides
+    char m_hidden = '\0';
+};
+
+} // namespace NORXVXA20
