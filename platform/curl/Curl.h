@@ -1,20 +1,90 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
-// What the library uses of libcurl, which is loaded by name at run time: its fixed binary
-// interface.
+// What the library and its backends use of libcurl, which is loaded by name at run time: its fixed
+// binary interface. A `long` parameter has 32 bits on Windows, an Offset 64 everywhere.
 namespace curl {
 
-enum Code : int { kOk = 0 };
+using Offset = std::int64_t; // curl_off_t
+
+enum Code : int {
+    kOk = 0,
+    kUnsupportedProtocol = 1,
+    kFailedInit = 2, // for SSH: the handshake broke off
+    kUrlMalformed = 3,
+    kNotBuiltIn = 4,
+    kCouldNotResolveHost = 6,
+    kCouldNotConnect = 7,
+    kRemoteAccessDenied = 9,
+    kFtpWeirdPassReply = 11,
+    kPartialFile = 18,
+    kUploadFailed = 25,
+    kWriteError = 23,
+    kOutOfMemory = 27,
+    kOperationTimedOut = 28,
+    kBadDownloadResume = 36,
+    kAbortedByCallback = 42,
+    kUnknownOption = 48,
+    kGotNothing = 52,
+    kSendError = 55,
+    kReceiveError = 56,
+    kPeerFailedVerification = 60,
+    kLoginDenied = 67,
+    kRemoteDiskFull = 70,
+    kRemoteFileNotFound = 78,
+    kSsh = 79,
+};
 
 constexpr long kGlobalAll = 3; // CURL_GLOBAL_ALL
+constexpr std::size_t kErrorBufferSize = 256;
 
+// The number tells the parameter's type: below 10000 long, from 10000 a pointer (texts are copied,
+// except the error buffer), from 20000 a function, from 30000 an Offset.
 enum Option : int {
     kWriteData = 10001,
     kUrl = 10002,
+    kProxy = 10004,
+    kErrorBuffer = 10010,
     kWriteFunction = 20011,
+    kNoProgress = 43,
     kDirListOnly = 48,
+    kProgressData = 10057, // CURLOPT_XFERINFODATA
+    kFileTime = 69,
+    kConnectTimeout = 78, // seconds
+    kBufferSize = 98,
+    kNoSignal = 99,
+    kResumeFrom = 30116, // CURLOPT_RESUME_FROM_LARGE
+    kSshAuthTypes = 151,
+    kUserName = 10173,
+    kPassword = 10174,
+    kSshKnownHosts = 10183,
+    kSshKeyFunction = 20184,
+    kSshKeyData = 10185,
+    kProgressFunction = 20219, // CURLOPT_XFERINFOFUNCTION
+    kPathAsIs = 234,
+};
+
+constexpr long kSshAuthPassword = 1L << 1;
+constexpr long kSshAuthKeyboard = 1L << 3;
+
+enum Info : int {
+    kInfoOsErrno = 0x200000 + 25,               // long
+    kInfoNumConnects = 0x200000 + 26,           // long
+    kInfoAppConnectTime = 0x300000 + 33,        // double, seconds; 0 before the log-in is done
+    kInfoFileTime = 0x600000 + 14,              // Offset, -1 for not known
+    kInfoContentLengthDownload = 0x600000 + 15, // Offset, -1 for not known
+};
+
+// How a host key compares with the known-hosts file, and what its callback answers.
+enum KeyMatch : int { kKeyMatches = 0, kKeyDiffers = 1, kKeyMissing = 2 };
+enum KeyAnswer : int { kAcceptKey = 1, kRejectKey = 2 };
+
+struct HostKey {
+    const char* key; // base64, ended by a zero byte, when length is 0; else the raw key
+    std::size_t length;
+    int type;
 };
 
 using GlobalInit = int (*)(long flags);
@@ -22,7 +92,14 @@ using GlobalCleanup = void (*)();
 using EasyInit = void* (*)();
 using EasySetopt = int (*)(void* easy, int option, ...);
 using EasyPerform = int (*)(void* easy);
+using EasyGetinfo = int (*)(void* easy, int info, ...);
+using EasyStrerror = const char* (*)(int code);
 using EasyCleanup = void (*)(void* easy);
 using WriteCallback = std::size_t (*)(char* data, std::size_t size, std::size_t count, void* user);
+// A result other than zero ends the transfer.
+using ProgressCallback = int (*)(void* user, Offset downloadTotal, Offset downloaded,
+                                 Offset uploadTotal, Offset uploaded);
+using KeyCallback = int (*)(void* easy, const HostKey* known, const HostKey* found, int match,
+                            void* user);
 
 } // namespace curl

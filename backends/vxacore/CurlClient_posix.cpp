@@ -1,0 +1,12 @@
+#include "backends/vxacore/CurlClient.h"
+
+#include <cerrno>
+
+namespace NORXVXA20 {
+
+bool IsNoRoute(long osError)
+{
+    return osError == ENETUNREACH || osError == EHOSTUNREACH || osError == ENETDOWN;
+}
+
+} // namespace NORXVXA20
