@@ -1,0 +1,107 @@
+#include "backends/vxacore/SftpConnection.h"
+
+#include "backends/vxacore/Alive.h"
+#include "common/TVXAException.h"
+#include "common/Wipe.h"
+
+namespace NORXVXA20 {
+
+namespace {
+
+constexpr long kConnectLimit = 10; // seconds, log-in included
+constexpr long kBufferSize = 512L * 1024;
+constexpr std::chrono::seconds kKeptUnused{60};
+
+} // namespace
+
+struct SftpConnection::Transfer {
+    IReceiver& receiver;
+    const StallClock& clock;
+    const bool beganLate;
+
+    static std::size_t Write(char* data, std::size_t size, std::size_t count, void* user)
+    {
+        const Transfer& transfer = *static_cast<Transfer*>(user);
+        return transfer.receiver.OnBlock(data, size * count) ? size * count : 0;
+    }
+
+    static int Progress(void* user, curl::Offset, curl::Offset, curl::Offset, curl::Offset)
+    {
+        const Transfer& transfer = *static_cast<Transfer*>(user);
+        NotifyAlive();
+        transfer.receiver.OnProgress();
+        const bool isUp =
+            transfer.beganLate ? transfer.clock.HasRunOut() : transfer.clock.IsHalfOver();
+        return isUp ? 1 : 0;
+    }
+};
+
+SftpConnection::SftpConnection(const std::string& remote)
+    : m_remote(remote), m_location(remote), m_hostKeys(m_location)
+{
+    if (!m_location.HasServer())
+        throw TVXAException(TVXAStatusCode::eCannotConnect);
+    SetUp();
+}
+
+SftpConnection::~SftpConnection()
+{
+    WipeBytes(m_remote);
+}
+
+bool SftpConnection::IsStale() const
+{
+    return std::chrono::steady_clock::now() - m_lastUse >= kKeptUnused;
+}
+
+void SftpConnection::SetUp()
+{
+    m_easy.emplace();
+    // The server is on the machine's own link; a proxy named by the environment is not for it.
+    m_easy->SetText(curl::kProxy, "");
+    m_easy->SetText(curl::kUserName, m_location.user);
+    m_easy->SetText(curl::kPassword, m_location.password);
+    // Not the keys and the agent of whoever runs this.
+    m_easy->SetNumber(curl::kSshAuthTypes, curl::kSshAuthPassword | curl::kSshAuthKeyboard);
+    m_easy->SetNumber(curl::kConnectTimeout, kConnectLimit);
+    m_easy->SetNumber(curl::kBufferSize, kBufferSize);
+    m_easy->SetNumber(curl::kPathAsIs, 1);
+    m_hostKeys.ApplyTo(*m_easy);
+}
+
+void SftpConnection::Drop()
+{
+    SetUp();
+}
+
+curl::Code SftpConnection::Fetch(const std::string& name, std::int64_t offset,
+                                 const StallClock& clock, IReceiver& receiver)
+{
+    Transfer transfer{receiver, clock, clock.IsHalfOver()};
+    m_easy->SetText(curl::kUrl, m_location.Url(name));
+    m_easy->SetNumber(curl::kDirListOnly, name.empty() ? 1 : 0);
+    m_easy->SetNumber(curl::kFileTime, name.empty() ? 0 : 1);
+    m_easy->SetOffset(curl::kResumeFrom, offset);
+    m_easy->SetWriter(&Transfer::Write, &transfer);
+    m_easy->SetProgress(&Transfer::Progress, &transfer);
+    const curl::Code code = m_easy->Perform();
+    m_lastUse = std::chrono::steady_clock::now();
+    m_loggedIn = code == curl::kOk || m_easy->Number(curl::kInfoNumConnects) == 0 ||
+                 m_easy->Seconds(curl::kInfoAppConnectTime) > 0;
+    m_beenThere = m_beenThere || m_loggedIn;
+    return code;
+}
+
+std::string SftpConnection::Explain(curl::Code code) const
+{
+    if (code == curl::kPeerFailedVerification && !m_hostKeys.Refusal().empty())
+        return m_hostKeys.Refusal();
+    return m_easy->Explain(code);
+}
+
+std::int64_t SftpConnection::RemainingBytes() const
+{
+    return m_easy->LongNumber(curl::kInfoContentLengthDownload);
+}
+
+} // namespace NORXVXA20

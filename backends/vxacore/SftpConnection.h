@@ -1,0 +1,83 @@
+#pragma once
+
+#include "backends/vxacore/CurlClient.h"
+#include "backends/vxacore/HostKey.h"
+#include "backends/vxacore/SftpLocation.h"
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+namespace NORXVXA20 {
+
+// The time for which a server has sent nothing new, and how long that may last.
+class StallClock {
+public:
+    using Seconds = std::chrono::duration<double>;
+
+    explicit StallClock(Seconds limit) : m_limit(limit) {}
+
+    void Restart() { m_last = std::chrono::steady_clock::now(); }
+    Seconds Silence() const { return std::chrono::steady_clock::now() - m_last; }
+    Seconds Limit() const { return m_limit; }
+    bool HasRunOut() const { return Silence() >= m_limit; }
+    // From here on a connection that has been there all the time is not waited for any longer.
+    bool IsHalfOver() const { return Silence() >= m_limit / 2; }
+
+private:
+    Seconds m_limit;
+    std::chrono::steady_clock::time_point m_last = std::chrono::steady_clock::now();
+};
+
+// A connection to one SFTP location, kept between the copies from there. It is made by the first
+// transfer, and again by the next transfer whenever it has been lost.
+class SftpConnection {
+public:
+    // Throws TVXAException: 34 when remote names no server, 35 when there is no usable libcurl.
+    explicit SftpConnection(const std::string& remote);
+    ~SftpConnection();
+
+    bool IsFor(const std::string& remote) const { return remote == m_remote; }
+    bool IsStale() const;
+
+    // One transfer of the named file, or with an empty name a listing of the directory. callback
+    // gets the bytes from offset on. The clock ends the transfer at its limit, or at its half when
+    // the transfer began in the first half. progress may be called at any time meanwhile.
+    class IReceiver {
+    public:
+        virtual ~IReceiver() = default;
+        virtual bool OnBlock(const char* bytes, std::size_t count) = 0; // false ends the transfer
+        virtual void OnProgress() = 0;
+    };
+    curl::Code Fetch(const std::string& name, std::int64_t offset, const StallClock& clock,
+                     IReceiver& receiver);
+    // Gives the connection up; the next transfer makes a new one.
+    void Drop();
+
+    // Whether the server has ever let us in.
+    bool HasBeenThere() const { return m_beenThere; }
+    // About the last transfer: whether it got past the log-in; its code in words.
+    bool WasLoggedIn() const { return m_loggedIn; }
+    std::string Explain(curl::Code code) const;
+    long OsError() const { return m_easy->Number(curl::kInfoOsErrno); }
+
+    // About the remote file, within a transfer and after it; -1 when not known.
+    std::int64_t RemainingBytes() const;
+    std::int64_t FileTime() const { return m_easy->LongNumber(curl::kInfoFileTime); }
+
+    const SftpLocation& Location() const { return m_location; }
+
+private:
+    struct Transfer;
+    void SetUp();
+
+    std::string m_remote;
+    SftpLocation m_location;
+    HostKeyRule m_hostKeys;
+    std::optional<CurlEasy> m_easy;
+    bool m_beenThere = false;
+    bool m_loggedIn = false;
+    std::chrono::steady_clock::time_point m_lastUse = std::chrono::steady_clock::now();
+};
+
+} // namespace NORXVXA20
