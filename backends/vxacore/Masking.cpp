@@ -40,7 +40,8 @@ bool SeparatesCredential(const std::string& line, std::size_t position)
         return false;
     if (!IsBlank(after))
         return true;
-    return std::none_of(line.begin(), line.begin() + static_cast<std::ptrdiff_t>(position),
+    return line.find(':') == position &&
+           std::none_of(line.begin(), line.begin() + static_cast<std::ptrdiff_t>(position),
                         IsBlank);
 }
 
