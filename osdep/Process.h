@@ -111,6 +111,13 @@ private:
 #endif
 };
 
-// Starts a program, none when it cannot be started. ownGroup puts it into a process group (Windows:
+// Starts a program; none when that fails, but with its output all the same when only the program
+// could not be started. ownGroup puts it into a process group (Windows:
 // a job) of its own, so that End reaches what it starts too; without, it stays in the caller's.
 RunningProcess StartProcess(const std::string& commandLine, bool ownGroup);
+
+#if defined(_WIN32)
+// Puts a process that was created suspended into a job of its own and resumes its thread. None when
+// that fails; the process has been ended then.
+KernelHandle ResumeInJob(const KernelHandle& process, const KernelHandle& thread);
+#endif

@@ -110,16 +110,16 @@ RunningProcess StartProcess(const std::string& commandLine, bool ownGroup)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);
     int ends[2];
-    if (words.empty() || ::pipe2(ends, O_CLOEXEC) != 0)
+    if (::pipe2(ends, O_CLOEXEC) != 0)
         return RunningProcess();
     FileDescriptor reader(ends[0]);
     const FileDescriptor writer(ends[1]);
     ChildSetUp setUp(ownGroup);
     pid_t child = 0;
-    if (!setUp.UseOutput(writer.get()) ||
+    if (words.empty() || !setUp.UseOutput(writer.get()) ||
         ::posix_spawnp(&child, arguments[0], setUp.Actions(), setUp.Attributes(), arguments.data(),
                        environ) != 0)
-        return RunningProcess();
+        child = 0;
     return RunningProcess(child, std::move(reader), ownGroup);
 }
 

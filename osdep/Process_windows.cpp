@@ -42,8 +42,10 @@ private:
     bool m_good = false;
 };
 
-KernelHandle OpenNothing(SECURITY_ATTRIBUTES& inheritable)
+// A standard input that ends at once, inheritable.
+KernelHandle OpenNothing()
 {
+    SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
     const HANDLE nothing = ::CreateFileA("NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                          &inheritable, OPEN_EXISTING, 0, nullptr);
     return KernelHandle(nothing != INVALID_HANDLE_VALUE ? nothing : nullptr);
@@ -79,31 +81,38 @@ RunningProcess::RunningProcess(KernelHandle process, KernelHandle output, Kernel
     : m_process(std::move(process)), m_output(std::move(output)), m_job(std::move(job))
 {}
 
+KernelHandle ResumeInJob(const KernelHandle& process, const KernelHandle& thread)
+{
+    KernelHandle job(::CreateJobObjectA(nullptr, nullptr));
+    if (job && ::AssignProcessToJobObject(job.get(), process.get())) {
+        ::ResumeThread(thread.get());
+        return job;
+    }
+    ::TerminateProcess(process.get(), 1);
+    return KernelHandle();
+}
+
 RunningProcess StartProcess(const std::string& commandLine, bool ownGroup)
 {
-    SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
     HANDLE reader = nullptr;
     HANDLE writer = nullptr;
     if (!::CreatePipe(&reader, &writer, nullptr, kPipeSize))
         return RunningProcess();
     KernelHandle output(reader);
     const KernelHandle childOutput(writer);
-    const KernelHandle childInput = OpenNothing(inheritable);
-    KernelHandle job(ownGroup ? ::CreateJobObjectA(nullptr, nullptr) : nullptr);
+    const KernelHandle childInput = OpenNothing();
     PROCESS_INFORMATION created{};
-    if (!childInput || (ownGroup && !job) ||
-        !::SetHandleInformation(writer, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT) ||
+    if (!childInput || !::SetHandleInformation(writer, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT) ||
         !CreateSuspended(commandLine, writer, childInput.get(), created))
-        return RunningProcess();
+        return RunningProcess(KernelHandle(), std::move(output), KernelHandle());
+    KernelHandle process(created.hProcess);
     const KernelHandle thread(created.hThread);
-    const bool assigned = !job || ::AssignProcessToJobObject(job.get(), created.hProcess) != 0;
-    RunningProcess process(KernelHandle(created.hProcess), std::move(output), std::move(job));
-    if (!assigned) {
-        ::TerminateProcess(created.hProcess, 1);
-        return RunningProcess();
-    }
-    ::ResumeThread(thread.get());
-    return process;
+    KernelHandle job;
+    if (!ownGroup)
+        ::ResumeThread(thread.get());
+    else if (!(job = ResumeInJob(process, thread)))
+        process.reset();
+    return RunningProcess(std::move(process), std::move(output), std::move(job));
 }
 
 RunningProcess::ERead RunningProcess::ReadSome(milliseconds wait, std::string& output)

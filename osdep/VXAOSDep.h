@@ -49,6 +49,30 @@ public:
     // Writes data in one call and ignores the outcome. A null handle is ignored too.
     UTILS_API static void WriteFile(void* handle, const std::string& data);
     UTILS_API static void CloseFile(void* handle);
+
+    // Runs program with arguments and returns what it wrote to standard output and standard error.
+    // The command line is program and arguments joined by single spaces, nothing quoted: Windows
+    // gets it as it is, elsewhere it is split at blanks and tabs outside double quotes. There is no
+    // shell, the program is searched on the path, and its exit code does not matter. Blocks until
+    // every process that holds the output has closed it. Throws TVXAException with code 3 when the
+    // program cannot be started.
+    UTILS_API static std::string SpawnProcess(const std::string& program,
+                                              const std::vector<std::string>& arguments);
+    // The same with a limit in seconds, 0 or less for none. When it is over, the program and what
+    // it started are ended and what was read so far is returned.
+    UTILS_API static std::string SpawnProcess(const std::string& program,
+                                              const std::vector<std::string>& arguments, int limit);
+    // Gives the variable of this process the empty text: it stays defined. False when that fails.
+    UTILS_API static bool UnsetEnvironment(std::string name);
+
+    // The code of the next key, without echo and without waiting for the end of the line; blocks
+    // until there is one. Keys like Ctrl-C are keys here too. Where standard input is no console:
+    // Windows answers as its _getch does, elsewhere it is the next byte, or -1 at the end.
+    UTILS_API static int GetCharWithNoEcho();
+    // Shows prompt and waits for the keys Y or N, for ticks seconds less one for each key; every
+    // other key starts the time anew. True for yes; no answer is no. Asks nothing when ticks is 0
+    // or less.
+    UTILS_API static bool GetChoiceWithTimeout(const std::string& prompt, int ticks);
 };
 
 } // namespace NORXVXA20

@@ -1,15 +1,13 @@
 #include "osdep/Process.h"
 #include "tests/programs/Child.h"
+#include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
 
-#include <cstdio>
-#include <fstream>
+#include <filesystem>
 #include <stdexcept>
-#include <thread>
 
 using namespace std::chrono_literals;
-using testing::HasSubstr;
 using testing::StartsWith;
 
 namespace {
@@ -49,9 +47,9 @@ TEST(ProcessTest, WordsAreSplitAtBlanksAndTabsOutsideQuotes)
 
 TEST(ProcessTest, WhatIsNoProgramIsNotStarted)
 {
-    const std::string noProgram = TemporaryPath("no-program");
-    std::ofstream(noProgram) << "just text";
-    MakeExecutable(noProgram);
+    const TemporaryDirectory directory;
+    const std::string noProgram = directory.Write("no-program", "just text");
+    std::filesystem::permissions(noProgram, std::filesystem::perms::owner_all);
     for (const std::string& line : {std::string("no-such-program-anywhere -x"), noProgram,
                                     std::string(), std::string(" \t")}) {
         SCOPED_TRACE(line);
@@ -59,19 +57,18 @@ TEST(ProcessTest, WhatIsNoProgramIsNotStarted)
         EXPECT_EQ(result.end, EProcessEnd::eNotStarted);
         EXPECT_EQ(result.output, "");
     }
-    std::remove(noProgram.c_str());
 }
 
 TEST(ProcessTest, LimitEndsTheProgramAndWhatItStarted)
 {
-    const std::string file = TemporaryPath("held");
+    const TemporaryDirectory directory;
+    const std::string file = directory / "held";
     const auto start = Clock::now();
     const ProcessResult result = RunChild("parent " + file, {0s, 3s, {}});
     EXPECT_EQ(result.end, EProcessEnd::eLimit);
     EXPECT_EQ(result.output, "held") << "what was read until the limit stays";
     EXPECT_LT(Clock::now() - start, 60s);
     EXPECT_TRUE(BecomesFree(file)) << "the grandchild still runs";
-    std::remove(file.c_str());
 }
 
 TEST(ProcessTest, SilenceIsCountedFromTheLastOutputAndTheTotalFromTheStart)
@@ -116,11 +113,11 @@ TEST(ProcessTest, TickComesAtLeastEverySecond)
 
 TEST(ProcessTest, ThrowingTickEndsTheProgram)
 {
-    const std::string file = TemporaryPath("held");
+    const TemporaryDirectory directory;
+    const std::string file = directory / "held";
     EXPECT_THROW(RunChild("parent " + file, {0s, 0s, [] { throw std::runtime_error("stop"); }}),
                  std::runtime_error);
     EXPECT_TRUE(BecomesFree(file));
-    std::remove(file.c_str());
 }
 
 } // namespace

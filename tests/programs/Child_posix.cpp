@@ -4,22 +4,11 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 
 #include <chrono>
 #include <thread>
 
 const char* const kTestChild = "./test_child";
-
-std::string TemporaryPath(const std::string& name)
-{
-    return "/tmp/utils-test-" + std::to_string(::getpid()) + "-" + name;
-}
-
-void MakeExecutable(const std::string& path)
-{
-    ::chmod(path.c_str(), 0700);
-}
 
 bool BecomesFree(const std::string& path)
 {

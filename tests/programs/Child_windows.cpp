@@ -4,15 +4,6 @@
 
 const char* const kTestChild = "test_child";
 
-std::string TemporaryPath(const std::string& name)
-{
-    char folder[MAX_PATH + 1] = "";
-    ::GetTempPathA(sizeof folder, folder);
-    return folder + ("utils-test-" + std::to_string(::GetCurrentProcessId())) + "-" + name;
-}
-
-void MakeExecutable(const std::string&) {}
-
 bool BecomesFree(const std::string& path)
 {
     for (int tries = 0; tries < 600; ++tries) {

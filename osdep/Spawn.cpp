@@ -1,0 +1,34 @@
+#include "osdep/Spawn.h"
+
+#include "common/Log.h"
+#include "common/TVXAException.h"
+
+namespace NORXVXA20 {
+
+std::string JoinCommandLine(const std::string& program, const std::vector<std::string>& arguments)
+{
+    // Deliberate: nothing is quoted, so an argument that holds blanks becomes several words.
+    std::string commandLine = program;
+    for (const std::string& argument : arguments)
+        commandLine += " " + argument;
+    return commandLine;
+}
+
+void FailSpawnSetUp(const std::string& what)
+{
+    DebugLog("VXAOSDep::SpawnProcess ERROR: " + what);
+    throw TVXAException(TVXAStatusCode::eFailed);
+}
+
+void LogSpawnOutput(const std::string& output)
+{
+    // Deliberate: the wording is the same on every system.
+    DebugLog("VXAOSDep::SpawnProcess Debug (win toss): GetFileContents() Returned: " + output);
+}
+
+void LogSpawnLimit()
+{
+    DebugLog("VXAOSDep::SpawnProcess ERROR: time limit reached");
+}
+
+} // namespace NORXVXA20

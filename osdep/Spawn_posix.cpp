@@ -1,0 +1,44 @@
+#include "osdep/Process.h"
+#include "osdep/Spawn.h"
+#include "osdep/VXAOSDep.h"
+
+namespace NORXVXA20 {
+
+namespace {
+
+RunningProcess Start(const std::string& program, const std::vector<std::string>& arguments,
+                     bool ownGroup)
+{
+    RunningProcess process = StartProcess(JoinCommandLine(program, arguments), ownGroup);
+    if (!process)
+        FailSpawnSetUp(process.Output() ? "CreateProcess Failed" : "Stdout pipe creation failed");
+    return process;
+}
+
+} // namespace
+
+std::string VXAOSDep::SpawnProcess(const std::string& program,
+                                   const std::vector<std::string>& arguments)
+{
+    RunningProcess process = Start(program, arguments, false);
+    const std::string output = GetFileContents(process.Output().get(), std::string());
+    LogSpawnOutput(output);
+    process.Output().reset();
+    process.Wait();
+    return output;
+}
+
+std::string VXAOSDep::SpawnProcess(const std::string& program,
+                                   const std::vector<std::string>& arguments, int limit)
+{
+    RunningProcess process = Start(program, arguments, true);
+    std::string output;
+    if (!process.ReadToEnd({std::chrono::seconds(limit), {}, {}}, output)) {
+        process.End();
+        LogSpawnLimit();
+    }
+    LogSpawnOutput(output);
+    return output;
+}
+
+} // namespace NORXVXA20

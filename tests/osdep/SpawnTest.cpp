@@ -1,0 +1,100 @@
+// Programs and the environment through the library's own class.
+#include "common/TVXAException.h"
+#include "osdep/VXAOSDep.h"
+#include "tests/fakes/FakeLog.h"
+#include "tests/programs/Child.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <filesystem>
+
+using NORXVXA20::TVXAException;
+using NORXVXA20::VXAOSDep;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+const std::string kReturned =
+    "VXAOSDep::SpawnProcess Debug (win toss): GetFileContents() Returned: ";
+
+class SpawnTest : public testing::Test {
+protected:
+    void SetUp() override { gLog.Reset(); }
+};
+
+// Both forms do the same where no limit is reached.
+void ExpectOutput(const std::vector<std::string>& arguments, const std::string& output)
+{
+    SCOPED_TRACE(arguments.empty() ? "" : arguments.front());
+    gLog.Reset();
+    EXPECT_EQ(VXAOSDep::SpawnProcess(kTestChild, arguments), output);
+    EXPECT_EQ(VXAOSDep::SpawnProcess(kTestChild, arguments, 60), output);
+    EXPECT_THAT(gLog.Messages(), ElementsAre(kReturned + output, kReturned + output));
+}
+
+TEST_F(SpawnTest, OutputAndErrorsAreReturnedAndLoggedWhateverTheExitCode)
+{
+    ExpectOutput({"error", "oops"}, "oops");
+    ExpectOutput({"zeros"}, std::string("a\0b\0\0c\n", 7));
+    ExpectOutput({"exit", "7"}, "leaving");
+    ExpectOutput({}, "no such command");
+    ExpectOutput({"late", "300"}, "first last");
+}
+
+TEST_F(SpawnTest, ArgumentsAreJoinedByBlanksAndNothingIsQuoted)
+{
+    ExpectOutput({"words", "-c 3", "", "x"}, "[-c][3][x]");
+    ExpectOutput({"words", "\"a b\"", "c\td"}, "[a b][c][d]");
+}
+
+TEST_F(SpawnTest, HundredMegabytesArriveWhole)
+{
+    gLog.installed = false;
+    EXPECT_EQ(VXAOSDep::SpawnProcess(kTestChild, {"many", "100000000"}).size(), 100000000u);
+    EXPECT_EQ(VXAOSDep::SpawnProcess(kTestChild, {"many", "100000000"}, 0).size(), 100000000u);
+}
+
+TEST_F(SpawnTest, WhatCannotBeStartedIsLoggedAndThrown)
+{
+    const TemporaryDirectory directory;
+    const std::string noProgram = directory.Write("no-program", "just text");
+    std::filesystem::permissions(noProgram, std::filesystem::perms::owner_all);
+    const std::string line = "VXAOSDep::SpawnProcess ERROR: CreateProcess Failed";
+    for (const std::string& program :
+         {std::string("no-such-program-anywhere"), noProgram, std::string()}) {
+        SCOPED_TRACE(program);
+        gLog.Reset();
+        for (int limited : {0, 1}) {
+            try {
+                limited ? VXAOSDep::SpawnProcess(program, {}, 60)
+                        : VXAOSDep::SpawnProcess(program, {});
+                ADD_FAILURE() << "nothing was thrown";
+            } catch (const TVXAException& exception) {
+                EXPECT_EQ(exception.GetStatusCode().GetStatusCode(), 3);
+            }
+        }
+        EXPECT_THAT(gLog.Messages(), ElementsAre(line, line));
+    }
+}
+
+TEST_F(SpawnTest, LimitEndsTheProgramWithItsChildrenAndReturnsWhatWasRead)
+{
+    const TemporaryDirectory directory;
+    const std::string file = directory / "held";
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(VXAOSDep::SpawnProcess(kTestChild, {"parent", file}, 3), "held");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
+    EXPECT_TRUE(BecomesFree(file));
+    EXPECT_THAT(gLog.Messages(), ElementsAre("VXAOSDep::SpawnProcess ERROR: time limit reached",
+                                             kReturned + "held"));
+}
+
+TEST_F(SpawnTest, LimitIsForTheWholeRunNotForASilence)
+{
+    EXPECT_THAT(VXAOSDep::SpawnProcess(kTestChild, {"drip", "20"}, 1), testing::StartsWith("..."));
+}
+
+} // namespace
