@@ -47,13 +47,13 @@ SftpConnection& ConnectionTo(const std::string& remote)
 
 // Before the first copy from a location its names are told, so that whoever listens can say what is
 // missing even when the server is lost at once.
-void TellNames(SftpConnection& connection, const StallClock& clock)
+void TellNames(SftpConnection& connection, const StallClock& clock, std::string& reason)
 {
     const std::string directory = connection.Location().Url(std::string());
     if (!HasTransferListener() || Kept().listed == directory)
         return;
     Kept().listed = directory;
-    if (const auto names = ListNames(connection, clock))
+    if (const auto names = ListNames(connection, clock, reason))
         TransferListener().OnNamesListed(*names);
 }
 
@@ -78,7 +78,7 @@ bool Copy(const std::string& remote, TransferredFile& file)
         try {
             SftpConnection& connection = ConnectionTo(remote);
             StallClock clock(StallLimit());
-            TellNames(connection, clock);
+            TellNames(connection, clock, file.reason);
             complete = SftpCopy(connection, clock, part, file).Run();
         } catch (...) {
             part.Abandon(true);

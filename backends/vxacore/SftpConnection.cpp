@@ -99,6 +99,23 @@ std::string SftpConnection::Explain(curl::Code code) const
     return m_easy->Explain(code);
 }
 
+EVXAStatusCode SftpConnection::StatusBy(curl::Code code) const
+{
+    const auto status = StatusOf(code, m_easy->Number(curl::kInfoOsErrno));
+    return status.value_or(TVXAStatusCode::eCannotConnect);
+}
+
+std::optional<EVXAStatusCode> SftpConnection::LossBy(curl::Code code) const
+{
+    const EVXAStatusCode status = StatusBy(code);
+    const bool isFinal = code == curl::kPeerFailedVerification ||
+                         status == TVXAStatusCode::ePermissionDenied ||
+                         status == TVXAStatusCode::eNoTransferLibrary;
+    if (isFinal || !m_beenThere)
+        return status;
+    return std::nullopt;
+}
+
 std::int64_t SftpConnection::RemainingBytes() const
 {
     return m_easy->LongNumber(curl::kInfoContentLengthDownload);

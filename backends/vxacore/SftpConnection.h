@@ -54,12 +54,14 @@ public:
     // Gives the connection up; the next transfer makes a new one.
     void Drop();
 
-    // Whether the server has ever let us in.
-    bool HasBeenThere() const { return m_beenThere; }
     // About the last transfer: whether it got past the log-in; its code in words.
     bool WasLoggedIn() const { return m_loggedIn; }
     std::string Explain(curl::Code code) const;
-    long OsError() const { return m_easy->Number(curl::kInfoOsErrno); }
+    // The status when, after a transfer that ended with code, no other try can help: what is wrong
+    // is no matter of time, or the server has never been there and so is not waited for.
+    std::optional<EVXAStatusCode> LossBy(curl::Code code) const;
+    // The status if it does not get better.
+    EVXAStatusCode StatusBy(curl::Code code) const;
 
     // About the remote file, within a transfer and after it; -1 when not known.
     std::int64_t RemainingBytes() const;
@@ -75,7 +77,7 @@ private:
     SftpLocation m_location;
     HostKeyRule m_hostKeys;
     std::optional<CurlEasy> m_easy;
-    bool m_beenThere = false;
+    bool m_beenThere = false; // the server has let us in at least once
     bool m_loggedIn = false;
     std::chrono::steady_clock::time_point m_lastUse = std::chrono::steady_clock::now();
 };

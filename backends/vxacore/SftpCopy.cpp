@@ -89,13 +89,10 @@ SftpCopy::Verdict SftpCopy::Judge(curl::Code code, std::int64_t gained)
 SftpCopy::Verdict SftpCopy::JudgeBreak(curl::Code code, std::int64_t gained)
 {
     const std::string reason = m_connection.Explain(code);
-    const auto status = StatusOf(code, m_connection.OsError());
-    const bool isFinal = code == curl::kLoginDenied || code == curl::kPeerFailedVerification ||
-                         status == TVXAStatusCode::eNoTransferLibrary;
-    // A server that has been there may come back; one that never was is not waited for.
-    if (isFinal || !m_connection.HasBeenThere())
-        Lose(status.value_or(TVXAStatusCode::eCannotConnect), reason);
-    m_lossStatus = status.value_or(TVXAStatusCode::eCannotConnect);
+    if (const auto status = m_connection.LossBy(code))
+        Lose(*status, reason);
+    // A server that has been there may come back.
+    m_lossStatus = m_connection.StatusBy(code);
     if (m_clock.HasRunOut())
         Lose(m_lossStatus, "the server is silent");
     // Ended by the clock, or nobody there: nothing that speaks against this file.

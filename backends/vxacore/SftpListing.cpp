@@ -43,16 +43,18 @@ private:
 } // namespace
 
 std::optional<std::vector<std::string>> ListNames(SftpConnection& connection,
-                                                  const StallClock& clock)
+                                                  const StallClock& clock, std::string& reason)
 {
     ListingText text;
     const curl::Code code = connection.Fetch(std::string(), 0, clock, text);
     if (code == curl::kOk)
         return text.Names();
-    // What is wrong with the server or its credentials is not tried a second time; what is wrong
-    // with the listing alone is left to the copy, which may still succeed.
-    if (const auto status = StatusOf(code, connection.OsError()))
+    // A wrong password is not tried a second time; what is wrong with the listing alone does not
+    // keep the copy from trying.
+    if (const auto status = connection.LossBy(code)) {
+        reason = connection.Explain(code);
         throw TVXAException(*status);
+    }
     return std::nullopt;
 }
 
