@@ -15,10 +15,12 @@ struct TransferredFile {
     std::string localPath;
     std::int64_t expectedBytes = -1; // -1: the server did not say
     std::int64_t receivedBytes = 0;
-    int tries = 0;         // connections used for this file
-    bool complete = false; // true only when the file has its final name
-    std::string reason;    // why it is not complete; holds no secret
-    std::string sha256;    // of the complete file, lower-case hexadecimal
+    int tries = 0; // connections used for this file
+    // True only when the file has its final name. What was received of another one may be found
+    // beside it, in localPath + ".part".
+    bool complete = false;
+    std::string reason; // why it is not complete; holds no secret
+    std::string sha256; // of the complete file, lower-case hexadecimal
     std::int64_t milliseconds = 0;
 };
 
@@ -26,7 +28,8 @@ struct TransferredFile {
 class ITransferListener {
 public:
     virtual ~ITransferListener() = default;
-    // The names in a remote directory, once a location, before the first copy from it.
+    // The names in a remote directory but those that begin with a dot, once a location, before the
+    // first copy from it. Not called when the server does not list the directory.
     virtual void OnNamesListed(const std::vector<std::string>& names) = 0;
     virtual void OnFileBegun(const std::string& name) = 0;
     // expected is -1 when the size is not known. At most a few calls a second.
