@@ -43,7 +43,8 @@ protected:
         return result;
     }
 
-    const std::string m_path = "out" + VXAOSDep::gFileSeparator + "a b.zip";
+    const std::string m_path =
+        VXAOSDep::gFileSeparator + "out" + VXAOSDep::gFileSeparator + "a b.zip";
 
     bool Upload(bool toService, bool warn)
     {
