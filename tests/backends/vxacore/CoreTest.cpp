@@ -120,7 +120,7 @@ TEST(WaitingTest, ProgramEndsItselfOrAtItsLimitOfSilence)
     EXPECT_EQ(TOSSpecific::SpawnProcess(child + " words two words", 60), "[two][words]");
     EXPECT_THROW(TOSSpecific::SpawnProcess("no-such-program-anywhere", 60), TVXAException);
     try {
-        TOSSpecific::SpawnProcess(child + " hold " + TemporaryPath("held"), 2);
+        TOSSpecific::SpawnProcess(child + " hold " + (TemporaryDirectory() / "held"), 2);
         FAIL() << "the limit was not seen";
     } catch (const TVXAException& caught) {
         EXPECT_EQ(caught.GetStatusCode().GetStatusCode(), TVXAStatusCode::eFailed);
