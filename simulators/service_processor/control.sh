@@ -67,32 +67,33 @@ start_bmc() {
     ipmi_sim -c "$state/ipmi_sim.conf" -f "$here/ipmi_sim.emu" -s "$state/bmc" -n
 }
 
-# signal SERVER NAME: to the server and all it started.
-signal() {
+# Prints the processes of a running server.
+processes() {
   local pid
-  pid=$(cat "$state/$1.pid" 2> /dev/null) && [ -e "/proc/$pid" ] || fail "$1 is not running"
-  # shellcheck disable=SC2046
-  kill -"$2" $(tree "$pid") 2> /dev/null || true
+  pid=$(cat "$state/$1.pid" 2> /dev/null) || pid=none
+  [ -e "/proc/$pid" ] || fail "$1 is not running"
+  tree "$pid"
 }
 
-# end SERVER SIGNAL: returns when the server and its connections are gone.
+# signal NAME PID...: those that have ended meanwhile do not matter.
+signal() { kill -"$1" "${@:2}" 2> /dev/null || true; }
+
+# end SIGNAL PID...: returns when they are gone.
 end() {
-  local pids
-  pids=$(tree "$(cat "$state/$1.pid")")
-  signal "$1" "$2"
-  signal "$1" CONT 2> /dev/null || true
-  for pid in $pids; do
+  signal "$@"
+  signal CONT "${@:2}"
+  for pid in "${@:2}"; do
     tail --pid="$pid" -s 0.05 -f /dev/null
   done
-  rm -f "$state/$1.pid"
 }
 
 # One line to the BMC's console and its answer, which stands between the line's echo and the next prompt.
 say() {
   local LC_ALL=C answer
   exec 3<> "/dev/tcp/127.0.0.1/$console_port" || fail "the BMC's console is not there"
-  read -r -t 10 -d '>' -u 3 _ && printf '%s\n' "$*" >&3 && read -r -t 10 -d '>' -u 3 answer ||
+  if ! read -r -t 10 -d '>' -u 3 _ || ! printf '%s\n' "$*" >&3 || ! read -r -t 10 -d '>' -u 3 answer; then
     fail "the BMC's console does not answer"
+  fi
   answer=${answer//$'\r'/}
   answer=${answer#*$'\n'}
   printf '%s' "$answer"
@@ -112,9 +113,16 @@ ffdc\ *) say "$@" ;;
 "sshd logins") grep -c '^Accepted password' "$SP_WORKDIR/sshd.log" || true ;;
 "sshd start") start_sshd ;;
 "bmc start") start_bmc ;;
-"sshd stop" | "bmc stop") end "$1" TERM ;;
-"sshd kill" | "bmc kill") end "$1" KILL ;;
-"sshd pause" | "bmc pause") signal "$1" STOP ;;
-"sshd resume" | "bmc resume") signal "$1" CONT ;;
+sshd\ * | bmc\ *)
+  running=$(processes "$1")
+  # shellcheck disable=SC2086
+  case $2 in
+  stop) end TERM $running ;;
+  kill) end KILL $running ;;
+  pause) signal STOP $running ;;
+  resume) signal CONT $running ;;
+  *) fail "unknown: $1 $2" ;;
+  esac
+  ;;
 *) fail "unknown: $1 $2" ;;
 esac
