@@ -1,0 +1,164 @@
+#include "backends/spdriver/SimulatorTransport.h"
+
+#include "backends/spdriver/Availability.h"
+#include "platform/spdriver/SPLibrary.h"
+#include "tests/backends/spdriver/ScriptedPeer.h"
+#include "tests/backends/spdriver/Variable.h"
+#include "tests/fakes/FakeLog.h"
+
+#include <gmock/gmock.h>
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::SizeIs;
+using namespace std::string_literals;
+using namespace std::chrono_literals;
+using NORXVXA20::GetDriverUnavailableReason;
+using NORXVXA20::SPLibrary;
+
+namespace {
+
+// What the simulator says to a new client: its version and that nothing is pending.
+const std::string kGreeting = "\xFF\x01\xA1\x00\xA1"s;
+const unsigned char kData[] = {1};
+const Request kRequest{0x3A, 0, 0x79, kData, 1};
+const std::string kWireRequest = "\x01\xE8\x79\x01\x9D\xA0"s;
+
+SimulatorTransport Transport(const ScriptedPeer& peer,
+                             std::chrono::milliseconds exchange = kExchangeLimit)
+{
+    return SimulatorTransport(peer.Address(), {20s, exchange});
+}
+
+std::string Data(const Answer& answer)
+{
+    return std::string(answer.data.begin(), answer.data.begin() + answer.length);
+}
+
+TEST(SimulatorTransportTest, TheAnswerIsFoundAmongWhatElseTheSimulatorSends)
+{
+    const std::string other = VmMessage("\x02\xEC\x79\x00wrong sequence"s) +
+                              VmMessage("\x01\xE8\x79\x00wrong function"s) +
+                              VmMessage("\x01\xEC\x49\x00wrong command"s) + "\x05\xA1"s;
+    ScriptedPeer peer(
+        {{kGreeting, other + VmMessage("\x01\xEC\x79\x00 \xA0\xA1\xAA\xBA."s), true}});
+    Answer answer;
+    EXPECT_EQ(Transport(peer).Exchange(kRequest, answer), "");
+    EXPECT_EQ(answer.completionCode, 0);
+    EXPECT_EQ(Data(answer), " \xA0\xA1\xAA\xBA."s);
+    EXPECT_THAT(peer.Received(), ElementsAre(kWireRequest));
+}
+
+TEST(SimulatorTransportTest, ARequestThatFailsAfterItWasSentIsNotRepeated)
+{
+    std::string damaged = VmMessage("\x01\xEC\x79\x00x"s);
+    damaged[4] ^= 1;
+    struct Case {
+        std::string reply;
+        bool hold;
+        std::chrono::milliseconds limit;
+        const char* fault;
+    };
+    const Case cases[] = {
+        {damaged, true, 30s, "damaged answer"},
+        {"\x01\x02\xA0"s, true, 30s, "damaged answer"},
+        {VmMessage("\x01\xEC\x79"s + std::string(2000, 'x')), true, 30s, "damaged answer"},
+        {"\x01\xEC\x79\x00x"s, false, 30s, "connection closed before the answer"},
+        {"\x01\xEC\x79\x00x"s, true, 500ms, "no answer in time"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.fault);
+        ScriptedPeer peer({{kGreeting, c.reply, c.hold}});
+        Answer answer;
+        EXPECT_EQ(Transport(peer, c.limit).Exchange(kRequest, answer),
+                  "the IPMI simulator at " + peer.Address() + ": " + c.fault);
+        EXPECT_EQ(answer.length, 0u);
+        EXPECT_THAT(peer.Received(), ElementsAre(kWireRequest));
+    }
+}
+
+TEST(SimulatorTransportTest, ABusySimulatorIsTriedAgainBeforeAnythingIsSent)
+{
+    ScriptedPeer peer({{""}, {"\xFF"}, {kGreeting, VmMessage("\x01\xEC\x79\xC1"s), true}});
+    Answer answer;
+    EXPECT_EQ(Transport(peer).Exchange(kRequest, answer), "");
+    EXPECT_EQ(answer.completionCode, 0xC1);
+    EXPECT_THAT(peer.Received(), ElementsAre("", "", kWireRequest));
+}
+
+TEST(SimulatorTransportTest, LongAnswersAreCut)
+{
+    ScriptedPeer peer({{kGreeting, VmMessage("\x01\xEC\x79\x00"s + std::string(300, 'x')), true}});
+    Answer answer;
+    EXPECT_EQ(Transport(peer).Exchange(kRequest, answer), "");
+    EXPECT_EQ(Data(answer), std::string(247, 'x'));
+}
+
+TEST(SimulatorTransportTest, AnUnreachableSimulatorIsSaidInOneLine)
+{
+    ScriptedPeer mute({{"", "", true}});
+    EXPECT_EQ(SimulatorTransport(mute.Address(), {300ms, 30s}).Unavailable(),
+              "the IPMI simulator at " + mute.Address() + ": it does not greet");
+
+    std::string gone;
+    {
+        ScriptedPeer peer({});
+        gone = peer.Address();
+    }
+    EXPECT_EQ(SimulatorTransport(gone).Unavailable(),
+              "the IPMI simulator at " + gone + ": connection refused");
+    for (const char* address : {"127.0.0.1", ":19002", "127.0.0.1:", "x"})
+        EXPECT_THAT(SimulatorTransport(address).Unavailable(), HasSubstr("is no host:port"));
+}
+
+class SPLibraryTest : public ::testing::Test {
+protected:
+    SPLibraryTest() { gLog.Reset(); }
+    ~SPLibraryTest() override { SetVariable("VXA_IPMI_SIMULATOR", ""); }
+
+    std::vector<unsigned char> buffer = [] {
+        std::vector<unsigned char> bytes{1, 0x20, 0x3A, 0, 0x79, 1, 0, 0, 0, 1};
+        bytes.resize(256);
+        return bytes;
+    }();
+    int length = 256;
+};
+
+TEST_F(SPLibraryTest, ThereIsOneInstanceWhileTheSimulatorIsThere)
+{
+    const ScriptedPeer::Connection greet{kGreeting, "", true};
+    ScriptedPeer peer({greet, greet});
+    SetVariable("VXA_IPMI_SIMULATOR", peer.Address());
+    EXPECT_NE(SPLibrary::GetSplibraryInstance(0), nullptr);
+    EXPECT_EQ(SPLibrary::GetSplibraryInstance(1), nullptr);
+    EXPECT_EQ(GetDriverUnavailableReason(), "");
+    EXPECT_THAT(peer.Received(), ElementsAre("", ""));
+
+    SetVariable("VXA_IPMI_SIMULATOR", "nowhere");
+    EXPECT_EQ(SPLibrary::GetSplibraryInstance(0), nullptr);
+    EXPECT_THAT(GetDriverUnavailableReason(), HasSubstr("nowhere: the address is no host:port"));
+}
+
+TEST_F(SPLibraryTest, ACompletionCodeIsAnAnswerAndALostConnectionIsNot)
+{
+    ScriptedPeer peer({{kGreeting, "", true},
+                       {kGreeting, VmMessage("\x01\xEC\x79\xC3"s), true},
+                       {kGreeting, "\x01"s}});
+    SetVariable("VXA_IPMI_SIMULATOR", peer.Address());
+    SPLibrary* driver = SPLibrary::GetSplibraryInstance(0);
+    ASSERT_NE(driver, nullptr);
+    EXPECT_TRUE(driver->sendIPMICommand(buffer.data(), &length, 256, true));
+    EXPECT_EQ(buffer[4], 0xC3);
+    EXPECT_EQ(buffer[9], 0);
+    EXPECT_EQ(length, 9);
+    EXPECT_THAT(gLog.records, SizeIs(0));
+
+    buffer[4] = 0x79;
+    EXPECT_FALSE(driver->sendIPMICommand(buffer.data(), &length, 256, true));
+    EXPECT_FALSE(driver->sendIPMICommand(nullptr, &length, 256, true));
+    EXPECT_THAT(gLog.Messages(), ElementsAre("SPLibrary: the IPMI simulator at " + peer.Address() +
+                                                 ": connection closed before the answer",
+                                             "SPLibrary: the buffer holds no request"));
+}
+
+} // namespace
