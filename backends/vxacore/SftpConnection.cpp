@@ -57,6 +57,7 @@ bool SftpConnection::IsStale() const
 void SftpConnection::SetUp()
 {
     m_easy.emplace();
+    m_mayBeOpen = false;
     // The server is on the machine's own link; a proxy named by the environment is not for it.
     m_easy->SetText(curl::kProxy, "");
     m_easy->SetText(curl::kUserName, m_location.user);
@@ -86,8 +87,9 @@ curl::Code SftpConnection::Fetch(const std::string& name, std::int64_t offset,
     m_easy->SetProgress(&Transfer::Progress, &transfer);
     const curl::Code code = m_easy->Perform();
     m_lastUse = std::chrono::steady_clock::now();
-    m_loggedIn = code == curl::kOk || m_easy->Number(curl::kInfoNumConnects) == 0 ||
-                 m_easy->Seconds(curl::kInfoAppConnectTime) > 0;
+    m_loggedIn = code == curl::kOk || m_easy->Seconds(curl::kInfoAppConnectTime) > 0 ||
+                 (m_mayBeOpen && WasReused(code));
+    m_mayBeOpen = m_mayBeOpen || m_loggedIn;
     m_beenThere = m_beenThere || m_loggedIn;
     return code;
 }
@@ -97,6 +99,13 @@ std::string SftpConnection::Explain(curl::Code code) const
     if (code == curl::kPeerFailedVerification && !m_hostKeys.Refusal().empty())
         return m_hostKeys.Refusal();
     return m_easy->Explain(code);
+}
+
+// No connection is counted either when none could be made.
+bool SftpConnection::WasReused(curl::Code code) const
+{
+    return m_easy->Number(curl::kInfoNumConnects) == 0 && code != curl::kCouldNotResolveHost &&
+           code != curl::kCouldNotConnect && code != curl::kOperationTimedOut;
 }
 
 EVXAStatusCode SftpConnection::StatusBy(curl::Code code) const

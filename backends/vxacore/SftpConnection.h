@@ -72,6 +72,7 @@ public:
 private:
     struct Transfer;
     void SetUp();
+    bool WasReused(curl::Code code) const;
 
     std::string m_remote;
     SftpLocation m_location;
@@ -79,6 +80,7 @@ private:
     std::optional<CurlEasy> m_easy;
     bool m_beenThere = false; // the server has let us in at least once
     bool m_loggedIn = false;
+    bool m_mayBeOpen = false; // a connection may have been left open by an earlier transfer
     std::chrono::steady_clock::time_point m_lastUse = std::chrono::steady_clock::now();
 };
 

@@ -1,0 +1,108 @@
+#include "tests/backends/vxacore/FileServer.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <stdexcept>
+
+namespace file_server {
+
+namespace {
+
+std::string Setting(const char* name)
+{
+    const char* value = std::getenv(name);
+    if (value == nullptr)
+        throw std::runtime_error(std::string("not in the sandbox: no ") + name);
+    return value;
+}
+
+std::string OutputOf(const std::string& command)
+{
+    std::FILE* pipe = ::popen(command.c_str(), "r");
+    std::string output;
+    char buffer[256];
+    while (const std::size_t count = std::fread(buffer, 1, sizeof buffer, pipe))
+        output.append(buffer, count);
+    if (::pclose(pipe) != 0)
+        throw std::runtime_error(command + " failed");
+    return output;
+}
+
+} // namespace
+
+std::string User()
+{
+    return Setting("SP_USER");
+}
+
+std::string Password()
+{
+    return Setting("SP_PASSWORD");
+}
+
+std::string Server()
+{
+    return Setting("SP_ADDRESS") + ":115";
+}
+
+std::string Remote()
+{
+    return RemoteWith(Password(), Server());
+}
+
+std::string RemoteWith(const std::string& password, const std::string& server)
+{
+    return User() + ":" + password + "@" + server + "/download/ffdc";
+}
+
+std::string StateFile(const std::string& name)
+{
+    return Setting("SP_STATE") + "/" + name;
+}
+
+void Order(const std::string& verb)
+{
+    OutputOf(Setting("SP_CONTROL") + " sshd " + verb);
+}
+
+int Logins()
+{
+    return std::stoi(OutputOf(Setting("SP_CONTROL") + " sshd logins"));
+}
+
+std::string Served(const std::string& name)
+{
+    return Setting("SP_SERVED") + "/" + name;
+}
+
+void Clear()
+{
+    for (const auto& entry : std::filesystem::directory_iterator(Served("")))
+        std::filesystem::remove_all(entry);
+}
+
+std::string Put(const std::string& name, std::size_t count, unsigned int seed)
+{
+    std::mt19937_64 random(seed);
+    std::string bytes(count + sizeof(std::uint64_t), '\0');
+    for (std::size_t i = 0; i < count; i += sizeof(std::uint64_t)) {
+        const std::uint64_t word = random();
+        bytes.replace(i, sizeof word, reinterpret_cast<const char*>(&word), sizeof word);
+    }
+    bytes.resize(count);
+    std::ofstream(Served(name), std::ios::binary) << bytes;
+    return bytes;
+}
+
+std::string DigestOf(const std::string& path)
+{
+    std::string quoted;
+    for (const char c : path)
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return OutputOf("sha256sum < '" + quoted + "'").substr(0, 64);
+}
+
+} // namespace file_server

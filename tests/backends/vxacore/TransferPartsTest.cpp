@@ -1,0 +1,151 @@
+#include "backends/vxacore/PartFile.h"
+#include "backends/vxacore/SftpLocation.h"
+#include "backends/vxacore/Sha256.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+using namespace NORXVXA20;
+
+namespace {
+
+TEST(Sha256Test, KnownDigests)
+{
+    const struct {
+        std::string text;
+        const char* digest;
+    } cases[] = {
+        {"", "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"},
+        {"abc", "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"},
+        {"abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq",
+         "248d6a61d20638b8e5c026930c3e6039a33ce45964ff2167f6ecedd419db06c1"},
+        {std::string(1000000, 'a'),
+         "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.text.substr(0, 10));
+        // Whole, and in pieces that never fit a block.
+        Sha256 whole;
+        whole.Add(c.text.data(), c.text.size());
+        EXPECT_EQ(whole.Finish(), c.digest);
+        Sha256 pieces;
+        for (std::size_t i = 0; i < c.text.size(); i += 77)
+            pieces.Add(c.text.data() + i, std::min<std::size_t>(77, c.text.size() - i));
+        EXPECT_EQ(pieces.Finish(), c.digest);
+    }
+}
+
+TEST(SftpLocationTest, SplitsAtTheLastAtAndTheFirstColon)
+{
+    const struct {
+        const char* remote;
+        const char* user;
+        const char* password;
+        const char* server;
+        const char* directory;
+    } cases[] = {
+        {"u:p@h:115/download/ffdc", "u", "p", "h:115", "/download/ffdc"},
+        {"u:p%41/x@y:z@[fe80::1]:22/d/", "u", "p%41/x@y:z", "[fe80::1]:22", "/d"},
+        {"u@h", "u", "", "h", ""},
+        {"h:22/a:b", "", "", "h:22", "/a:b"},
+        {"u:p@", "u", "p", "", ""},
+        {"", "", "", "", ""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.remote);
+        const SftpLocation location(c.remote);
+        EXPECT_EQ(location.user, c.user);
+        EXPECT_EQ(location.password, c.password);
+        EXPECT_EQ(location.server, c.server);
+        EXPECT_EQ(location.directory, c.directory);
+        EXPECT_EQ(location.HasServer(), *c.server != '\0');
+    }
+    EXPECT_FALSE(SftpLocation("u:p@host?/d").HasServer());
+}
+
+TEST(SftpLocationTest, UrlEncodesThePathAndHoldsNoCredentials)
+{
+    const SftpLocation location("user:secret@h:115/a b/%41");
+    EXPECT_EQ(location.Url("50% #1?\xc3\xa4~"), "sftp://h:115/a%20b/%2541/50%25%20%231%3F%C3%A4~");
+    EXPECT_EQ(location.Url(""), "sftp://h:115/a%20b/%2541/");
+    EXPECT_EQ(SftpLocation("u:p@h").Url("f"), "sftp://h/f");
+}
+
+TEST(SftpLocationTest, RefusesNamesThatAreNotPlainFiles)
+{
+    for (const char* name : {"", ".", "..", "a/b", "../a", "a\\b", "a\nb", "a\x1b[2J", "\x7f"})
+        EXPECT_FALSE(IsSafeFileName(name)) << name;
+    for (const char* name : {"a", "...a", ".hidden", "a b%41", "COMMON.txt", "\xc3\xa4", "nul1"})
+        EXPECT_TRUE(IsSafeFileName(name)) << name;
+#if defined(_WIN32)
+    const bool isFile = false;
+#else
+    const bool isFile = true;
+#endif
+    for (const char* name : {"a:b", "NUL", "con.txt", "Com1", "lpt9 .log", "a.", "a "})
+        EXPECT_EQ(IsSafeFileName(name), isFile) << name;
+}
+
+class PartFileTest : public ::testing::Test {
+protected:
+    void Append(PartFile& part, const std::string& text)
+    {
+        EXPECT_TRUE(part.Append(text.data(), text.size())) << part.Error();
+    }
+
+    TemporaryDirectory m_directory;
+    const std::string m_path = m_directory / "file";
+    const std::string m_partPath = m_directory / "file.part";
+};
+
+TEST_F(PartFileTest, OnlyTheCompleteFileGetsTheNameInPlaceOfOlderOnes)
+{
+    m_directory.Write("file", "old file, longer than the new one");
+    m_directory.Write("file.part", "what an earlier process left");
+    PartFile part(m_path, m_partPath);
+    ASSERT_TRUE(part.Begin());
+    Append(part, "wrong");
+    ASSERT_TRUE(part.Begin());
+    Append(part, "ab");
+    Append(part, "c");
+    EXPECT_EQ(ContentsOf(m_path), "old file, longer than the new one");
+    ASSERT_TRUE(part.Finish()) << part.Error();
+    EXPECT_EQ(ContentsOf(m_path), "abc");
+    EXPECT_EQ(part.Digest(), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+    EXPECT_FALSE(std::filesystem::exists(m_partPath));
+}
+
+TEST_F(PartFileTest, AbandonedPartStaysOnlyWhenAskedAndNotEmpty)
+{
+    const struct {
+        const char* contents;
+        bool keep;
+        bool stays;
+    } cases[] = {{"ab", true, true}, {"ab", false, false}, {"", true, false}};
+    for (const auto& c : cases) {
+        PartFile part(m_path, m_partPath);
+        ASSERT_TRUE(part.Begin());
+        Append(part, c.contents);
+        part.Abandon(c.keep);
+        EXPECT_EQ(std::filesystem::exists(m_partPath), c.stays);
+        EXPECT_FALSE(std::filesystem::exists(m_path));
+    }
+}
+
+TEST_F(PartFileTest, FaultsHereAreExplained)
+{
+    PartFile nowhere(m_directory / "missing/file", m_directory / "missing/file.part");
+    EXPECT_FALSE(nowhere.Begin());
+    EXPECT_NE(nowhere.Error(), "");
+
+    std::filesystem::create_directories(m_path + "/occupied");
+    PartFile part(m_path, m_partPath);
+    ASSERT_TRUE(part.Begin());
+    Append(part, "ab");
+    EXPECT_FALSE(part.Finish());
+    EXPECT_NE(part.Error(), "");
+}
+
+} // namespace
