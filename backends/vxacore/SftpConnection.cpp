@@ -19,17 +19,27 @@ struct SftpConnection::Transfer {
     const StallClock& clock;
     const bool beganLate;
 
+    // libcurl tells of progress only when nothing is there to be read, which may take 50 MB.
+    void Tell() const
+    {
+        NotifyAlive();
+        receiver.OnProgress();
+    }
+
     static std::size_t Write(char* data, std::size_t size, std::size_t count, void* user)
     {
         const Transfer& transfer = *static_cast<Transfer*>(user);
-        return transfer.receiver.OnBlock(data, size * count) ? size * count : 0;
+        const std::size_t bytes = size * count;
+        if (!transfer.receiver.OnBlock(data, bytes))
+            return bytes + 1; // no number that was delivered: ends the transfer
+        transfer.Tell();
+        return bytes;
     }
 
     static int Progress(void* user, curl::Offset, curl::Offset, curl::Offset, curl::Offset)
     {
         const Transfer& transfer = *static_cast<Transfer*>(user);
-        NotifyAlive();
-        transfer.receiver.OnProgress();
+        transfer.Tell();
         const bool isUp =
             transfer.beganLate ? transfer.clock.HasRunOut() : transfer.clock.IsHalfOver();
         return isUp ? 1 : 0;
