@@ -37,7 +37,15 @@ cd "$top"
 
 # shellcheck disable=SC2086
 install_packages $packages_build $packages_libraries $packages_peers
-build demo
+preset=demo
+if ! simulators/sandbox.sh --check; then
+  [ "$(id -u)" -eq 0 ] || status=2 fail "without the sandbox this needs root"
+  say "Going on without the sandbox, on loopback: the servers use this machine's ports 115, 19002 and 19003"
+  preset=demo-plain
+  install_packages libnss-wrapper
+  export SP_PLAIN=1 SP_ADDRESS=127.0.70.1
+fi
+build "$preset"
 simulators/peers.sh build
 
 # Made afresh by each run: text, a file of several blocks, an empty one, a name with blanks.
@@ -50,7 +58,7 @@ make_files() {
   : >"$1/empty.log"
 }
 
-state=$top/build/demo
+state=$top/build/$preset
 if [ -z "$files" ]; then
   files=$state/files
   make_files "$files"
@@ -69,7 +77,6 @@ collected=0
 simulators/sandbox.sh "$state/sandbox" "$state/bin/ffdc-collect" service-processor --out "$out" --log "$log" ||
   collected=$?
 [ "$collected" -lt 128 ] || exit "$collected"
-[ "$collected" -ne 77 ] || status=2 fail "this machine refuses the sandbox (see above)"
 
 say "What arrived in $out"
 result=0

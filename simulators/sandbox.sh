@@ -1,5 +1,6 @@
 #!/bin/bash
 # usage: sandbox.sh WORKDIR COMMAND...
+#        sandbox.sh --check       status 0 where such namespaces can be made, else 77 and why not on stderr
 # Runs COMMAND beside a simulated service processor in private network, mount and process namespaces: the only
 # network is loopback, /run is empty, the machine's accounts are untouched, and all of it is gone when COMMAND has
 # ended or this script is killed, whatever the signal. The exit status is COMMAND's; 77 where this machine refuses
@@ -17,6 +18,9 @@
 #   SP_POLLS     "not finished" answers before a collection is finished; default 2
 #   SP_ADDRESS   where the file server listens, on port 115; default 169.254.70.1, which is added to loopback
 #   SP_SERVERS   which servers to start; default "sshd bmc"
+#   SP_PLAIN     1: without namespaces, for root on a machine that refuses them and is thrown away, such as a container.
+#                SP_ADDRESS must be on loopback then, ports and /run are the machine's, and the accounts are shown to
+#                the file server alone (package libnss-wrapper).
 #   UTILS_PEERS  the servers' root as peers.sh unpacks it; default build/peers beside simulators/, else the installed
 #   UTILS_MODULE the BMC's module; default build/linux/bin/ffdc_module.so
 # Set for COMMAND besides:
@@ -105,7 +109,8 @@ own_root() {
   rmdir /.old
 }
 
-# The account and the file server's own user, in copies that cover the real files in this namespace only.
+# The account and the file server's own user, in copies that cover the real files in this namespace only. Without a
+# namespace they cover nothing, and the file server alone is told of them.
 add_accounts() {
   local uid gid
   read -r uid gid < <(stat -c '%u %g' "$SP_SERVED")
@@ -118,6 +123,7 @@ add_accounts() {
    { echo "sshd:*:20000::::::"
      echo "$SP_USER:$(openssl passwd -6 -stdin <<< "$SP_PASSWORD"):20000::::::"
    } > /run/accounts/shadow)
+  [ "$1" != plain ] || return 0
   for file in passwd shadow; do
     mount --bind "/run/accounts/$file" "/etc/$file"
   done
@@ -126,12 +132,14 @@ add_accounts() {
 # The folders that the servers want, owned by root; the served one is the caller's.
 make_folders() {
   mkdir -p /run/sshd "$SP_SERVED" "$SP_STATE/bmc"
-  chown "$1:$2" "$SP_SERVED"
-  if [ -n "${SP_FILES:-}" ]; then
+  chown "$2:$3" "$SP_SERVED"
+  if [ -n "${SP_FILES:-}" ] && [ "$1" = plain ]; then
+    cp -a "$SP_FILES/." "$SP_SERVED/"
+  elif [ -n "${SP_FILES:-}" ]; then
     mount --bind "$SP_FILES" "$SP_SERVED"
   fi
   (umask 077; printf '%s\n%s\n' "$SP_USER" "$SP_PASSWORD" > "$SP_STATE/credentials")
-  declare -p SP_USER SP_POLLS SP_ADDRESS SP_WORKDIR SSHD UTILS_MODULE > "$SP_STATE/settings"
+  declare -p SP_USER SP_POLLS SP_ADDRESS SP_PLAIN SP_WORKDIR SSHD UTILS_MODULE > "$SP_STATE/settings"
 }
 
 # Runs COMMAND as this process's only concern. The first process of a namespace is told of no signal that it does not
@@ -150,19 +158,32 @@ run_command() {
   exit "$status"
 }
 
+# Takes away what a namespace would have taken with it.
+leave_plain() {
+  for server in $SP_SERVERS; do
+    "$SP_CONTROL" "$server" kill > /dev/null 2>&1 || true
+  done
+  rm -rf /run/accounts /run/sp "$SP_STATE"
+}
+
 inside() {
   local way=$1 uid=$2 gid=$3 folder=$4
   shift 4
   # A signal in these first moments ends everything.
   trap 'exit 143' TERM INT HUP
-  ip link set lo up
-  [[ $SP_ADDRESS = 127.* ]] || ip addr add "$SP_ADDRESS/32" dev lo
-  if [ "$way" = mapped ]; then
-    own_root
+  if [ "$way" = plain ]; then
+    mkdir "$SP_STATE" 2> /dev/null || fail "$SP_STATE is there: another one runs, or was killed and left it"
+    trap leave_plain EXIT
+  else
+    ip link set lo up
+    [[ $SP_ADDRESS = 127.* ]] || ip addr add "$SP_ADDRESS/32" dev lo
+    if [ "$way" = mapped ]; then
+      own_root
+    fi
+    mount -t tmpfs -o mode=755 tmpfs /run
   fi
-  mount -t tmpfs -o mode=755 tmpfs /run
-  make_folders "$uid" "$gid"
-  add_accounts
+  make_folders "$way" "$uid" "$gid"
+  add_accounts "$way"
   for server in $SP_SERVERS; do
     "$SP_CONTROL" "$server" start
   done
@@ -174,6 +195,7 @@ inside() {
 }
 
 case ${1:-} in
+--check) find_way > /dev/null; exit ;;
 --inside) shift; inside "$@" ;;
 --root-for) shift; become_root_for "$@"; exit ;;
 esac
@@ -184,7 +206,7 @@ SP_WORKDIR=$(realpath "$1")
 shift
 [[ $SP_WORKDIR/ != /run/* ]] || fail "WORKDIR must not lie below /run" 2
 : "${SP_USER:=ffdcuser}" "${SP_PASSWORD:=Passw0rd}" "${SP_POLLS:=2}" "${SP_ADDRESS:=169.254.70.1}"
-: "${SP_SERVERS=sshd bmc}" "${UTILS_MODULE:=$here/../build/linux/bin/ffdc_module.so}"
+: "${SP_SERVERS=sshd bmc}" "${SP_PLAIN:=0}" "${UTILS_MODULE:=$here/../build/linux/bin/ffdc_module.so}"
 [[ $SP_USER =~ ^[A-Za-z_][A-Za-z0-9_.-]*$ ]] || fail "SP_USER is no account name" 2
 [[ $SP_POLLS =~ ^[0-9]+$ ]] || fail "SP_POLLS is no number" 2
 if [ -n "${SP_FILES:-}" ]; then
@@ -197,14 +219,21 @@ SSHD=$(realpath -m "$SSHD")
 UTILS_MODULE=$(realpath -m "$UTILS_MODULE")
 VXA_IPMI_SIMULATOR=127.0.0.1:19002
 SP_STATE=/run/service_processor SP_SERVED=/run/sp/download/ffdc SP_CONTROL=$here/service_processor/control.sh
-export SP_WORKDIR SP_USER SP_PASSWORD SP_POLLS SP_ADDRESS SP_SERVERS SP_FILES SSHD UTILS_MODULE
+export SP_WORKDIR SP_USER SP_PASSWORD SP_POLLS SP_ADDRESS SP_SERVERS SP_FILES SP_PLAIN SSHD UTILS_MODULE
 export VXA_IPMI_SIMULATOR SP_STATE SP_SERVED SP_CONTROL
 rm -f "$SP_WORKDIR"/{sshd,ipmi_sim}.log
 : > "$SP_WORKDIR/sshd.log"
 : > "$SP_WORKDIR/ipmi_sim.log"
 
-way=$(find_way)
+if [ "$SP_PLAIN" = 1 ]; then
+  [ "$(id -u)" = 0 ] || fail "without namespaces this needs root" 2
+  [[ $SP_ADDRESS = 127.* ]] || fail "without namespaces SP_ADDRESS must be on loopback" 2
+  way=plain
+else
+  way=$(find_way)
+fi
 case $way in
+plain) "$self" --inside plain 0 0 "$PWD" "$@" ;;
 root) run_namespaces "${namespaces[@]}" "$self" --inside root 0 0 "$PWD" "$@" ;;
 mapped) run_namespaces "${mapped[@]}" "${namespaces[@]}" "$self" --inside mapped 0 0 "$PWD" "$@" ;;
 sudo) sudo -n "$self" --root-for $$ sudo "$(id -u)" "$(id -g)" "$PWD" "$@" ;;

@@ -54,9 +54,14 @@ start_sshd() {
     echo "[$SP_ADDRESS]:115 $type $key" > "$state/known_hosts"
     sed -e "s|@ADDRESS@|$SP_ADDRESS|" -e "s|@USER@|$SP_USER|" "$here/sshd_config.in" > "$state/sshd_config"
   fi
+  local accounts=()
+  if [ "$SP_PLAIN" = 1 ]; then
+    accounts=(LD_PRELOAD=libnss_wrapper.so NSS_WRAPPER_PASSWD=/run/accounts/passwd
+      NSS_WRAPPER_SHADOW=/run/accounts/shadow NSS_WRAPPER_GROUP=/etc/group)
+  fi
   # Without these two capabilities a file's mode counts for the account also where the account is root.
   start sshd 115 "$SP_WORKDIR/sshd.log" setpriv --bounding-set=-dac_override,-dac_read_search \
-    "$SSHD" -D -f "$state/sshd_config" -E "$SP_WORKDIR/sshd.log"
+    env "${accounts[@]}" "$SSHD" -D -f "$state/sshd_config" -E "$SP_WORKDIR/sshd.log"
 }
 
 start_bmc() {
