@@ -26,6 +26,7 @@
 # Set for COMMAND besides:
 #   VXA_IPMI_SIMULATOR  host:port of the BMC
 #   SP_SERVED           the served folder as it is seen in there; COMMAND's user may write to it
+#   SP_WORKDIR          WORKDIR
 #   SP_STATE            folder with the server's public host key as a known_hosts file
 #   SP_CONTROL          service_processor/control.sh, which stops, starts and scripts the servers
 set -euo pipefail
@@ -53,31 +54,43 @@ find_way() {
     echo "; an ordinary user needs the package uidmap and a line in /etc/subuid, or sudo without a password")" 77
 }
 
-# Starts the namespaces in the background and waits. unshare itself holds back the signals that would end it, so they
-# are handed to the first process inside; and its child, started by a shell in the background, would ignore SIGINT.
-run_namespaces() {
-  env --default-signal=INT,QUIT setpriv --pdeathsig KILL unshare "$@" <&0 &
-  local outer=$! status=0
+# attend PID FUNCTION: waits for a process, whose status is the result; a signal meanwhile is handed to FUNCTION.
+attend() {
+  local status=0 signal
   for signal in TERM INT HUP; do
     # shellcheck disable=SC2064
-    trap "pass_on $signal $outer" "$signal"
+    trap "$2 $signal $1" "$signal"
   done
   while :; do
-    wait "$outer" && status=0 || status=$?
-    [ -e "/proc/$outer" ] || break
+    wait "$1" && status=0 || status=$?
+    [ -e "/proc/$1" ] || break
   done
   return "$status"
 }
 
-pass_on() {
+# Every process that is attended to runs in the background, where a shell would have it ignore SIGINT.
+run_namespaces() {
+  env --default-signal=INT,QUIT setpriv --pdeathsig KILL unshare "$@" <&0 &
+  attend $! to_first_process
+}
+
+# unshare holds back the signals that would end it, so they go to the first process inside.
+to_first_process() {
   local first
   read -r first < "/proc/$2/task/$2/children" || true
   [ -z "${first:-}" ] || kill -"$1" "$first" 2> /dev/null || true
 }
 
+through_sudo() {
+  env --default-signal=INT,QUIT sudo -n "$self" --root-for $$ "$@" <&0 &
+  attend $! to_root
+}
+
+to_root() { sudo -n kill -"$1" "$2" 2> /dev/null || true; }
+
 # With root's rights for a caller who has none: the caller's environment, which sudo clears, is taken from the
 # caller's process, and the namespaces go when that process goes, which sudo would outlive.
-become_root_for() {
+root_for() {
   local caller=$1 entry
   shift
   while IFS= read -r -d '' entry; do
@@ -85,7 +98,7 @@ become_root_for() {
   done < "/proc/$caller/environ"
   PATH=$PATH:/usr/sbin:/sbin
   (tail --pid="$caller" -f /dev/null; kill -KILL $$) < /dev/null > /dev/null 2>&1 &
-  run_namespaces "${namespaces[@]}" "$self" --inside "$@"
+  run_namespaces "${namespaces[@]}" "$self" --inside sudo "$@"
 }
 
 # ---- Inside: what the machine of a service processor's file server and BMC looks like ----
@@ -119,8 +132,9 @@ add_accounts() {
     echo "sshd:x:64998:65534::/run/sshd:/usr/sbin/nologin"
     echo "$SP_USER:x:$uid:$gid::/:/usr/sbin/nologin"
   } > /run/accounts/passwd
+  # Everybody else is there without a password, so that sudo finds its caller.
   (umask 077
-   { echo "sshd:*:20000::::::"
+   { awk -F: -v OFS=: -v account="$SP_USER" '$1 != account { print $1, "*:20000::::::" }' /run/accounts/passwd
      echo "$SP_USER:$(openssl passwd -6 -stdin <<< "$SP_PASSWORD"):20000::::::"
    } > /run/accounts/shadow)
   [ "$1" != plain ] || return 0
@@ -143,19 +157,16 @@ make_folders() {
 }
 
 # Runs COMMAND as this process's only concern. The first process of a namespace is told of no signal that it does not
-# ask for, so it stays and hands them on; a COMMAND that does not end within 10 s is not waited for.
+# ask for, so it stays and hands them on.
 run_command() {
   env --default-signal=INT,QUIT "$@" <&0 &
-  local command=$! status=0
-  for signal in TERM INT HUP; do
-    # shellcheck disable=SC2064
-    trap "kill -$signal $command 2> /dev/null; (sleep 10; kill -KILL $command) 2> /dev/null &" "$signal"
-  done
-  while :; do
-    wait "$command" && status=0 || status=$?
-    [ -e "/proc/$command" ] || break
-  done
-  exit "$status"
+  attend $! to_command
+}
+
+# A COMMAND that does not end within 10 s is not waited for.
+to_command() {
+  kill -"$1" "$2" 2> /dev/null || true
+  (sleep 10; kill -KILL "$2") 2> /dev/null &
 }
 
 # Takes away what a namespace would have taken with it.
@@ -196,8 +207,9 @@ inside() {
 
 case ${1:-} in
 --check) find_way > /dev/null; exit ;;
---inside) shift; inside "$@" ;;
---root-for) shift; become_root_for "$@"; exit ;;
+--inside) shift; inside "$@"; exit ;;
+--through-sudo) shift; through_sudo "$@"; exit ;;
+--root-for) shift; root_for "$@"; exit ;;
 esac
 
 [ $# -ge 2 ] || fail "usage: sandbox.sh WORKDIR COMMAND..." 2
@@ -236,5 +248,6 @@ case $way in
 plain) "$self" --inside plain 0 0 "$PWD" "$@" ;;
 root) run_namespaces "${namespaces[@]}" "$self" --inside root 0 0 "$PWD" "$@" ;;
 mapped) run_namespaces "${mapped[@]}" "${namespaces[@]}" "$self" --inside mapped 0 0 "$PWD" "$@" ;;
-sudo) sudo -n "$self" --root-for $$ sudo "$(id -u)" "$(id -g)" "$PWD" "$@" ;;
+# Afresh, so that what is exported above stands in this process's first environment.
+sudo) exec "$self" --through-sudo "$(id -u)" "$(id -g)" "$PWD" "$@" ;;
 esac

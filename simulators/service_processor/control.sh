@@ -61,7 +61,7 @@ start_sshd() {
   fi
   # Without these two capabilities a file's mode counts for the account also where the account is root.
   start sshd 115 "$SP_WORKDIR/sshd.log" setpriv --bounding-set=-dac_override,-dac_read_search \
-    env "${accounts[@]}" "$SSHD" -D -f "$state/sshd_config" -E "$SP_WORKDIR/sshd.log"
+    env "${accounts[@]}" "$SSHD" -D -e -f "$state/sshd_config"
 }
 
 start_bmc() {

@@ -117,7 +117,7 @@ TEST_F(BmcTest, ScriptedAnswersArriveAsTheyAre)
 
 TEST_F(BmcTest, CredentialsThatTheAnswerCannotHoldAreRefused)
 {
-    const std::string file = Variable("SP_STATE") + "/test-credentials";
+    const std::string file = Variable("SP_WORKDIR") + "/credentials";
     std::ofstream(file) << "user\n" << std::string(29, 'p') << '\n';
     EXPECT_EQ(Control("ffdc credentials " + file), "");
     EXPECT_EQ(Send(0x79), 0);
