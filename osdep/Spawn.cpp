@@ -2,6 +2,7 @@
 
 #include "common/Log.h"
 #include "common/TVXAException.h"
+#include "platform/vxacore/TRootObject.h"
 
 namespace NORXVXA20 {
 
@@ -22,6 +23,9 @@ void FailSpawnSetUp(const std::string& what)
 
 void LogSpawnOutput(const std::string& output)
 {
+    // Much output is not copied when nobody reads it.
+    if (TRootObject::GetCoreLogger() == nullptr)
+        return;
     // Deliberate: the wording is the same on every system.
     DebugLog("VXAOSDep::SpawnProcess Debug (win toss): GetFileContents() Returned: " + output);
 }
