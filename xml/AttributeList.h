@@ -1,8 +1,9 @@
 #pragma once
 
+#include "xml/Scan.h"
+
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <map>
 #include <string>
 
@@ -17,7 +18,7 @@ struct Attribute {
 
     bool HasName(const char* other, std::size_t length) const
     {
-        return nameLength == length && std::memcmp(name, other, length) == 0;
+        return nameLength == length && xmlscan::SameBytes(name, other, length);
     }
 };
 
@@ -28,8 +29,10 @@ class AttributeList {
 public:
     static constexpr std::size_t kCapacity = 16;
 
+    // Where to note the next attribute; it counts once it is kept.
+    Attribute& Next() { return m_items[m_size]; }
     // False if there is one of that name already; the first one stays.
-    bool Add(const Attribute& attribute);
+    bool Keep();
 
     std::size_t Size() const { return m_size; }
     const Attribute& operator[](std::size_t i) const { return m_items[i]; }
@@ -45,12 +48,13 @@ private:
     std::size_t m_size = 0;
     std::uint32_t m_shape = 0;
     std::uint64_t m_kinds = 0; // a bit for each kind of name seen
-    Attribute m_items[kCapacity];
+    Attribute m_items[kCapacity + 1];
     std::map<std::string, std::string> m_overflow;
 };
 
-inline bool AttributeList::Add(const Attribute& attribute)
+inline bool AttributeList::Keep()
 {
+    const Attribute& attribute = m_items[m_size];
     if (m_size == kCapacity)
         return AddToOverflow(attribute);
     // Names of another length, beginning or end are of another kind: most need no comparison.
@@ -63,7 +67,7 @@ inline bool AttributeList::Add(const Attribute& attribute)
         return false;
     m_kinds |= bit;
     m_shape = (m_shape + kind) * 0x9E3779B1u;
-    m_items[m_size++] = attribute;
+    ++m_size;
     return true;
 }
 

@@ -82,7 +82,8 @@ bool MapCache::Refill(Slot& slot, const AttributeList& attributes)
         const Attribute& attribute = attributes[*place++];
         if (!attribute.HasName(name.data(), name.size()))
             return false;
-        value.assign(attribute.value, attribute.valueLength);
+        value.clear();
+        value.append(attribute.value, attribute.valueLength);
     }
     return true;
 }

@@ -10,20 +10,10 @@ namespace NORXVXA20 {
 
 using namespace xmlscan;
 
-namespace {
-
-// Removes the veto when the handler added it and nothing else.
-bool TakeVeto(std::map<std::string, std::string>& attributes, const char* key, std::size_t before)
-{
-    return attributes.size() == before + 1 && attributes.erase(key) != 0;
-}
-
-} // namespace
-
 // Ends an element's name for the time of a handler call, also when the handler throws.
-class TXmlParser::Run::NameEnd {
+class ParseRun::NameEnd {
 public:
-    NameEnd(Run& run, char* end) : m_run(run), m_end(end)
+    NameEnd(ParseRun& run, char* end) : m_run(run), m_end(end)
     {
         run.m_hidden = *end;
         run.m_nul = end;
@@ -38,33 +28,33 @@ public:
     NameEnd& operator=(const NameEnd&) = delete;
 
 private:
-    Run& m_run;
+    ParseRun& m_run;
     char* const m_end;
 };
 
-thread_local TXmlParser::Run* TXmlParser::Run::s_innermost = nullptr;
+thread_local ParseRun* ParseRun::s_innermost = nullptr;
 
-TXmlParser::Run::Run(TXmlParser& reader)
+ParseRun::ParseRun(TXmlParser& reader)
     : m_reader(reader), m_outer(s_innermost), m_countedText(reader.m_pBuffer),
       m_counted(reader.m_pBuffer)
 {
     s_innermost = this;
 }
 
-TXmlParser::Run::~Run()
+ParseRun::~ParseRun()
 {
     s_innermost = m_outer;
 }
 
-TXmlParser::Run* TXmlParser::Run::Of(const TXmlParser& reader)
+ParseRun* ParseRun::Of(const TXmlParser& reader)
 {
-    Run* run = s_innermost;
+    ParseRun* run = s_innermost;
     while (run != nullptr && &run->m_reader != &reader)
         run = run->m_outer;
     return run;
 }
 
-unsigned int TXmlParser::Run::LineAt(const char* text, const char* position)
+unsigned int ParseRun::LineAt(const char* text, const char* position)
 {
     // A handler may have given the reader another text.
     if (text != m_countedText) {
@@ -80,10 +70,10 @@ unsigned int TXmlParser::Run::LineAt(const char* text, const char* position)
     return m_line;
 }
 
-unsigned int TXmlParser::Run::CountLineFeeds(const char* from, const char* to)
+unsigned int ParseRun::CountLineFeeds(const char* from, const char* to)
 {
     auto count = std::count(from, to, '\n');
-    for (const Run* run = s_innermost; run != nullptr; run = run->m_outer) {
+    for (const ParseRun* run = s_innermost; run != nullptr; run = run->m_outer) {
         if (run->m_hidden == '\n' && !std::less<>()(run->m_nul, from) &&
             std::less<>()(run->m_nul, to))
             ++count;
@@ -92,7 +82,7 @@ unsigned int TXmlParser::Run::CountLineFeeds(const char* from, const char* to)
 }
 
 // Nesting is kept on the heap: a text of opening tags alone must not exhaust the thread's stack.
-bool TXmlParser::Run::ReadElement()
+bool ParseRun::ReadElement()
 {
     Step step = ReadStartTag();
     while (!m_open.empty())
@@ -101,7 +91,15 @@ bool TXmlParser::Run::ReadElement()
     return step == Step::kGoOn;
 }
 
-TXmlParser::Run::Step TXmlParser::Run::ReadStartTag()
+bool ParseRun::ReadName()
+{
+    if (!Is(*m_reader.m_pCur, kNameStart))
+        return m_reader.ValidateName(); // which reports it
+    m_reader.m_pCur = SkipNameBytes(m_reader.m_pCur + 1);
+    return true;
+}
+
+ParseRun::Step ParseRun::ReadStartTag()
 {
     TXmlParser& reader = m_reader;
     const bool begun = *reader.m_pCur == '<';
@@ -110,35 +108,41 @@ TXmlParser::Run::Step TXmlParser::Run::ReadStartTag()
         reader.OnError("Unexpected character before element");
         return Step::kFailed;
     }
-    OpenElement element{reader.m_pCur, 0, true, false};
-    if (!reader.ValidateName())
+    char* const name = reader.m_pCur;
+    if (!ReadName())
         return Step::kFailed;
-    element.length = static_cast<std::size_t>(reader.m_pCur - element.name);
+    const auto length = static_cast<std::size_t>(reader.m_pCur - name);
 
     m_maps.Forget();
-    std::map<std::string, std::string> attributes = reader.GetAttributeNValue();
+    Map attributes = reader.GetAttributeNValue();
     const bool empty = *reader.m_pCur == '/';
-    if (empty)
-        ++reader.m_pCur;
-    const bool ended = *reader.m_pCur == '>';
-    reader.m_pCur = Next(reader.m_pCur);
-    if (!ended) {
+    char* const end = reader.m_pCur + (empty ? 1 : 0);
+    reader.m_pCur = Next(end);
+    if (*end != '>') {
         reader.OnError("Unexpected character before end of element");
         return Step::kFailed;
     }
-    Start(element, attributes);
+    const std::size_t before = attributes.size();
+    Start(name, length, attributes);
+    bool result = true;
+    bool valueVeto = false;
+    // A veto counts only when the handler added it and nothing else; few add anything at all.
+    if (attributes.size() == before + 1) {
+        result = attributes.erase("throwExInvalidFormat") == 0;
+        valueVeto = result && attributes.erase("throwExInvalidValue") != 0;
+    }
     m_maps.TakeBack(attributes);
 
-    if (empty) {
-        End(element);
-        return ResultOf(element);
+    if (!empty) {
+        m_open.emplace_back(name, length, result, valueVeto);
+        return Step::kGoOn;
     }
-    m_open.push_back(element);
-    return Step::kGoOn;
+    End(name, length);
+    return result ? Step::kGoOn : Step::kFailed;
 }
 
 // One run of text with what follows it: a child's start, this element's end or something to skip.
-TXmlParser::Run::Step TXmlParser::Run::ReadItem()
+ParseRun::Step ParseRun::ReadItem()
 {
     TXmlParser& reader = m_reader;
     reader.ParseCharData();
@@ -168,71 +172,60 @@ TXmlParser::Run::Step TXmlParser::Run::ReadItem()
     return Step::kFailed;
 }
 
-TXmlParser::Run::Step TXmlParser::Run::ReadEndTag()
+ParseRun::Step ParseRun::ReadEndTag()
 {
     TXmlParser& reader = m_reader;
-    const OpenElement element = m_open.back();
+    const OpenElement& element = m_open.back();
     char* const name = reader.m_pCur + 2;
     reader.m_pCur = name;
-    if (!reader.ValidateName()) {
+    if (!ReadName()) {
         m_open.pop_back();
         return Step::kFailed;
     }
     // Deliberate: a longer name that begins with the open element's closes it too.
     const auto length = static_cast<std::size_t>(reader.m_pCur - name);
-    if (length < element.length || std::memcmp(name, element.name, element.length) != 0)
+    if (length < element.length || !SameBytes(name, element.name, element.length))
         return Fail("Start and end element names don't match");
-    reader.m_pCur = SkipBlanks(reader.m_pCur);
-    const bool ended = *reader.m_pCur == '>';
-    reader.m_pCur = Next(reader.m_pCur);
-    if (!ended)
+    char* const end = SkipBlanks(reader.m_pCur);
+    reader.m_pCur = Next(end);
+    if (*end != '>')
         return Fail("Unexpected character before end of element");
     // Deliberate: any beginning of VALUE counts as VALUE.
     if (!element.valueVeto || std::strncmp(element.name, "VALUE", element.length) != 0)
-        End(element);
+        End(element.name, element.length);
     return Close();
 }
 
 // Ends the innermost open element with its own result.
-TXmlParser::Run::Step TXmlParser::Run::Close()
+ParseRun::Step ParseRun::Close()
 {
-    const OpenElement element = m_open.back();
+    const Step step = m_open.back().result ? Step::kGoOn : Step::kFailed;
     m_open.pop_back();
-    return ResultOf(element);
+    return step;
 }
 
-TXmlParser::Run::Step TXmlParser::Run::ResultOf(const OpenElement& element)
-{
-    return element.result ? Step::kGoOn : Step::kFailed;
-}
-
-TXmlParser::Run::Step TXmlParser::Run::Fail(const char* message)
+ParseRun::Step ParseRun::Fail(const char* message)
 {
     m_open.pop_back();
     m_reader.OnError(message);
     return Step::kFailed;
 }
 
-void TXmlParser::Run::Start(OpenElement& element, std::map<std::string, std::string>& attributes)
+void ParseRun::Start(char* name, std::size_t length, Map& attributes)
 {
-    const std::size_t before = attributes.size();
-    {
-        const NameEnd end(*this, element.name + element.length);
-        m_reader.OnStartElement(element.name, &attributes);
-    }
-    element.result = !TakeVeto(attributes, "throwExInvalidFormat", before);
-    element.valueVeto = TakeVeto(attributes, "throwExInvalidValue", before);
+    const NameEnd end(*this, name + length);
+    m_reader.OnStartElement(name, &attributes);
 }
 
-void TXmlParser::Run::End(const OpenElement& element)
+void ParseRun::End(char* name, std::size_t length)
 {
-    const NameEnd end(*this, element.name + element.length);
-    m_reader.OnEndElement(element.name);
+    const NameEnd end(*this, name + length);
+    m_reader.OnEndElement(name);
 }
 
 bool TXmlParser::ParseElement()
 {
-    return Run::Of(*this)->ReadElement();
+    return ParseRun::Of(*this)->ReadElement();
 }
 
 } // namespace NORXVXA20

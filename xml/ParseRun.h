@@ -10,15 +10,15 @@ namespace NORXVXA20 {
 // What a running Parse needs besides the reader's two fields: the open elements, the last line
 // counted, the attribute maps to use again. It stands on Parse's own stack; the runs of a thread
 // form a chain, since a handler may parse another document.
-class TXmlParser::Run {
+class ParseRun {
 public:
-    explicit Run(TXmlParser& reader);
-    ~Run();
-    Run(const Run&) = delete;
-    Run& operator=(const Run&) = delete;
+    explicit ParseRun(TXmlParser& reader);
+    ~ParseRun();
+    ParseRun(const ParseRun&) = delete;
+    ParseRun& operator=(const ParseRun&) = delete;
 
     // The innermost run of this reader on this thread; null outside its Parse, as for a copy of it.
-    static Run* Of(const TXmlParser& reader);
+    static ParseRun* Of(const TXmlParser& reader);
 
     // One element with all its content, from its "<".
     bool ReadElement();
@@ -35,27 +35,31 @@ private:
         kFailed, // a child failed: it and its parent end here
     };
     struct OpenElement {
+        OpenElement(char* n, std::size_t l, bool r, bool v)
+            : name(n), length(l), result(r), valueVeto(v)
+        {}
         char* name;
         std::size_t length;
         bool result; // what the element's step returns when it is over
         bool valueVeto;
     };
+    using Map = MapCache::Map;
     class NameEnd;
 
+    bool ReadName();
     Step ReadStartTag();
     Step ReadItem();
     Step ReadEndTag();
     Step Close();
-    static Step ResultOf(const OpenElement& element);
     Step Fail(const char* message);
-    void Start(OpenElement& element, std::map<std::string, std::string>& attributes);
-    void End(const OpenElement& element);
+    void Start(char* name, std::size_t length, Map& attributes);
+    void End(char* name, std::size_t length);
 
     // Constant-initialised: no access needs a guard.
-    static thread_local Run* s_innermost;
+    static thread_local ParseRun* s_innermost;
 
     TXmlParser& m_reader;
-    Run* const m_outer;
+    ParseRun* const m_outer;
     std::vector<OpenElement> m_open;
     MapCache m_maps;
     const char* m_countedText;

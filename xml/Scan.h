@@ -4,7 +4,9 @@
 // loops run without calls through the library's symbol table.
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -12,11 +14,14 @@
 
 namespace NORXVXA20::xmlscan {
 
+constexpr char kLowerBit = 0x20; // sets a letter in lower case
+constexpr std::ptrdiff_t kWordSize = 8;
+
 enum ByteClass : unsigned char {
     kNameStart = 1,
     kNameByte = 2,
     kBlank = 4,
-    kUpperCase = 8,
+    kUpperCase = kLowerBit,
 };
 
 constexpr std::array<unsigned char, 256> MakeByteClasses()
@@ -50,7 +55,7 @@ inline bool Is(char c, ByteClass wanted)
 
 inline char Lower(char c)
 {
-    return Is(c, kUpperCase) ? static_cast<char>(c | 0x20) : c;
+    return static_cast<char>(c | (ClassOf(c) & kUpperCase));
 }
 
 inline char* SkipBlanks(char* p)
@@ -67,6 +72,28 @@ inline char* SkipNameBytes(char* p)
     return p;
 }
 
+// Names are short: two overlapping loads compare most of them without a call.
+inline bool SameBytes(const char* a, const char* b, std::size_t length)
+{
+    const auto same = [&](auto word, std::size_t at) {
+        auto other = word;
+        std::memcpy(&word, a + at, sizeof word);
+        std::memcpy(&other, b + at, sizeof other);
+        return word == other;
+    };
+    if (length > 16)
+        return std::memcmp(a, b, length) == 0;
+    if (length >= 8)
+        return same(std::uint64_t{}, 0) && same(std::uint64_t{}, length - 8);
+    if (length >= 4)
+        return same(std::uint32_t{}, 0) && same(std::uint32_t{}, length - 4);
+    for (; length != 0; --length) {
+        if (a[length - 1] != b[length - 1])
+            return false;
+    }
+    return true;
+}
+
 // The byte after p, unless p is at the terminator: reading never moves past it.
 inline char* Next(char* p)
 {
@@ -75,31 +102,45 @@ inline char* Next(char* p)
 
 #if defined(__SSE2__)
 
-// Texts and values are searched sixteen bytes at a time. The blocks are aligned: one may begin
-// before the token or reach beyond the end of the text, but never into another page, and only bytes
-// from the token to the first hit count. The address sanitizer cannot know that, hence the
-// exemption.
+// Texts and values are searched sixteen bytes at a time. A block may reach beyond the end of the
+// text, but never into another page, and only its bytes up to the first hit count. The address
+// sanitizer cannot know that, hence the exemption.
 constexpr std::uintptr_t kBlockSize = 16;
+constexpr std::uintptr_t kPageSize = 4096;
 
-__attribute__((no_sanitize("address"))) inline __m128i LoadBlock(const char* aligned)
+__attribute__((no_sanitize("address"))) inline __m128i LoadAligned(const char* p)
 {
-    return *reinterpret_cast<const __m128i*>(aligned);
+    return *reinterpret_cast<const __m128i*>(p);
+}
+
+__attribute__((no_sanitize("address"))) inline __m128i LoadAnywhere(const char* p)
+{
+    return *reinterpret_cast<const __m128i_u*>(p);
+}
+
+template <typename Stops>
+inline unsigned int FirstHits(const char* p, const Stops& stops)
+{
+    // From p itself where the page allows it: an aligned block would begin before the token, and
+    // have to wait for the byte that was just restored there after a handler call.
+    const auto address = reinterpret_cast<std::uintptr_t>(p);
+    if (address % kPageSize <= kPageSize - kBlockSize)
+        return stops(LoadAnywhere(p));
+    return stops(LoadAligned(p - address % kBlockSize)) >> (address % kBlockSize);
 }
 
 template <typename Stops>
 inline char* FindInBlocks(char* p, const Stops& stops)
 {
-    const std::uintptr_t offset = reinterpret_cast<std::uintptr_t>(p) % kBlockSize;
-    const unsigned int first = stops(LoadBlock(p - offset)) >> offset;
-    if (first != 0)
-        return p + __builtin_ctz(first);
-    p -= offset;
-    for (;;) {
-        p += kBlockSize;
-        const unsigned int hits = stops(LoadBlock(p));
-        if (hits != 0)
-            return p + __builtin_ctz(hits);
+    unsigned int hits = FirstHits(p, stops);
+    if (hits == 0) {
+        p -= reinterpret_cast<std::uintptr_t>(p) % kBlockSize;
+        do {
+            p += kBlockSize;
+            hits = stops(LoadAligned(p));
+        } while (hits == 0);
     }
+    return p + static_cast<unsigned int>(__builtin_ctz(hits));
 }
 
 // The next "<", "&" or terminator.
@@ -129,7 +170,30 @@ inline char* FindValueStop(char* p, char quote)
     });
 }
 
+// Lowers the first length of eight bytes at once; attribute names are rarely longer.
+inline void LowerInWord(char* p, std::size_t length)
+{
+    alignas(16) static constexpr char kMasks[2 * kWordSize] = {
+        kLowerBit, kLowerBit, kLowerBit, kLowerBit, kLowerBit, kLowerBit, kLowerBit, kLowerBit};
+    auto* const word = reinterpret_cast<__m128i*>(p);
+    const __m128i bytes = _mm_loadl_epi64(word);
+    const __m128i mask =
+        _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kMasks + kWordSize - length));
+    const __m128i upper = _mm_and_si128(_mm_cmpgt_epi8(bytes, _mm_set1_epi8('A' - 1)),
+                                        _mm_cmplt_epi8(bytes, _mm_set1_epi8('Z' + 1)));
+    const __m128i lowered = _mm_and_si128(upper, mask);
+    // Names mostly are in lower case already, and a text not written to stays clean in the cache.
+    if (_mm_movemask_epi8(_mm_cmpeq_epi8(lowered, _mm_setzero_si128())) != 0xFFFF)
+        _mm_storel_epi64(word, _mm_or_si128(bytes, lowered));
+}
+
 #else
+
+inline void LowerInWord(char* p, std::size_t length)
+{
+    for (std::size_t i = 0; i < length; ++i)
+        p[i] = Lower(p[i]);
+}
 
 inline char* FindTextEnd(char* p)
 {

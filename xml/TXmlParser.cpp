@@ -50,7 +50,7 @@ void TXmlParser::Parse(char* text)
         return;
     m_pBuffer = text;
     m_pCur = text;
-    const Run run(*this);
+    const ParseRun run(*this);
     // A failed step does not stop the next.
     ParseBOM();
     ParseProlog();
@@ -61,9 +61,9 @@ void TXmlParser::Parse(char* text)
 
 unsigned int TXmlParser::GetCurLine() const
 {
-    if (Run* const run = Run::Of(*this))
+    if (ParseRun* const run = ParseRun::Of(*this))
         return run->LineAt(m_pBuffer, m_pCur);
-    return 1 + Run::CountLineFeeds(m_pBuffer, m_pCur);
+    return 1 + ParseRun::CountLineFeeds(m_pBuffer, m_pCur);
 }
 
 char TXmlParser::GetChar()

@@ -79,7 +79,7 @@ protected:
     bool ParseNotationDecl();
 
 private:
-    class Run;
+    friend class ParseRun;
 
     bool ParseBOM();
     bool ParseProlog();
@@ -89,6 +89,7 @@ private:
     bool ParseDocTypeDecl();
     bool SkipComment();
     bool ParseElement();
+    std::map<std::string, std::string> ReadAttributes();
     void ParseReference();
     void ParseNumericReference();
 

@@ -64,8 +64,12 @@ Fault ReadAttribute(char*& p, Attribute& attribute)
 
 void LowerName(const Attribute& attribute)
 {
-    for (std::size_t i = 0; i < attribute.nameLength; ++i)
-        attribute.name[i] = Lower(attribute.name[i]);
+    const std::ptrdiff_t room = attribute.value + attribute.valueLength - attribute.name;
+    if (attribute.nameLength <= kWordSize && room >= kWordSize)
+        LowerInWord(attribute.name, attribute.nameLength);
+    else
+        for (std::size_t i = 0; i < attribute.nameLength; ++i)
+            attribute.name[i] = Lower(attribute.name[i]);
 }
 
 bool EndsList(char c)
@@ -77,29 +81,40 @@ bool EndsList(char c)
 
 std::map<std::string, std::string> TXmlParser::GetAttributeNValue()
 {
-    if (!SkipWhitespace())
-        return {};
+    // Most tags have no attributes: nothing is set up for them.
+    return Is(*m_pCur, kBlank) ? ReadAttributes() : std::map<std::string, std::string>();
+}
+
+std::map<std::string, std::string> TXmlParser::ReadAttributes()
+{
+    char* p = SkipBlanks(m_pCur);
     AttributeList attributes;
-    while (!EndsList(*m_pCur)) {
-        Attribute attribute;
-        char* p = m_pCur;
+    while (!EndsList(*p)) {
+        Attribute& attribute = attributes.Next();
         const Fault fault = ReadAttribute(p, attribute);
-        m_pCur = p;
         if (fault != kNone) {
+            m_pCur = p;
             if (fault != kEndOfText)
                 OnError(fault);
+            p = m_pCur;
             break;
         }
-        ++m_pCur;
         LowerName(attribute);
-        if (!attributes.Add(attribute))
+        ++p; // the closing quote
+        if (!attributes.Keep()) {
+            m_pCur = p;
             OnError("Attribute appears twice");
-        if (!SkipWhitespace())
+            p = m_pCur;
+        }
+        char* const end = p;
+        p = SkipBlanks(end);
+        if (p == end)
             break;
     }
+    m_pCur = p;
     if (!attributes.Overflow().empty())
         return std::move(attributes.Overflow());
-    Run* const run = Run::Of(*this);
+    ParseRun* const run = ParseRun::Of(*this);
     return run != nullptr ? run->Maps().Lend(attributes) : MapCache::Build(attributes);
 }
 
