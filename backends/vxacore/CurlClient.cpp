@@ -110,6 +110,12 @@ void CurlEasy::SetWriter(curl::WriteCallback callback, void* user)
     Set(curl::kWriteData, user);
 }
 
+void CurlEasy::SetReader(curl::ReadCallback callback, void* user)
+{
+    Set(curl::kReadFunction, callback);
+    Set(curl::kReadData, user);
+}
+
 void CurlEasy::SetProgress(curl::ProgressCallback callback, void* user)
 {
     Set(curl::kProgressFunction, callback);

@@ -47,6 +47,7 @@ public:
     void ClearText(curl::Option option);
     void SetPointer(curl::Option option, void* value); // must outlive the transfers
     void SetWriter(curl::WriteCallback callback, void* user);
+    void SetReader(curl::ReadCallback callback, void* user);
     void SetProgress(curl::ProgressCallback callback, void* user);
     void SetKeyCheck(curl::KeyCallback callback, void* user);
 

@@ -7,14 +7,11 @@
 #include "common/Wipe.h"
 #include "platform/vxacore/TOSSpecific.h"
 
-#include <cstdlib>
 #include <memory>
 
 namespace NORXVXA20 {
 
 namespace {
-
-constexpr double kStallLimit = 30; // seconds
 
 struct KeptConnection {
     std::unique_ptr<SftpConnection> connection;
@@ -26,13 +23,6 @@ KeptConnection& Kept()
     // Never destroyed: at the end of the process libcurl may be gone already.
     static KeptConnection& kept = *new KeptConnection;
     return kept;
-}
-
-StallClock::Seconds StallLimit()
-{
-    const char* const text = std::getenv("VXA_STALL_SECONDS");
-    const double seconds = text != nullptr ? std::strtod(text, nullptr) : 0;
-    return StallClock::Seconds(seconds > 0 ? seconds : kStallLimit);
 }
 
 SftpConnection& ConnectionTo(const std::string& remote)
@@ -77,7 +67,7 @@ bool Copy(const std::string& remote, TransferredFile& file)
     if (part.Begin()) {
         try {
             SftpConnection& connection = ConnectionTo(remote);
-            StallClock clock(StallLimit());
+            StallClock clock(StallClock::DefaultLimit());
             TellNames(connection, clock, file.reason);
             complete = SftpCopy(connection, clock, part, file).Run();
         } catch (...) {

@@ -19,24 +19,6 @@ bool IsAlphanumeric(char c)
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }
 
-// Every byte but the unreserved ones and the slash as "%XX".
-std::string PercentEncode(const std::string& path)
-{
-    const char* const digits = "0123456789ABCDEF";
-    std::string encoded;
-    for (const char c : path) {
-        if (IsAlphanumeric(c) || std::string("/-._~").find(c) != std::string::npos) {
-            encoded += c;
-            continue;
-        }
-        const auto byte = static_cast<unsigned char>(c);
-        encoded += '%';
-        encoded += digits[byte >> 4];
-        encoded += digits[byte & 0xf];
-    }
-    return encoded;
-}
-
 } // namespace
 
 SftpLocation::SftpLocation(const std::string& remote)
@@ -72,6 +54,23 @@ bool SftpLocation::HasServer() const
     return !server.empty() && std::all_of(server.begin(), server.end(), [](char c) {
         return IsAlphanumeric(c) || std::string("-._:[]").find(c) != std::string::npos;
     });
+}
+
+std::string PercentEncode(const std::string& path)
+{
+    const char* const digits = "0123456789ABCDEF";
+    std::string encoded;
+    for (const char c : path) {
+        if (IsAlphanumeric(c) || std::string("/-._~").find(c) != std::string::npos) {
+            encoded += c;
+            continue;
+        }
+        const auto byte = static_cast<unsigned char>(c);
+        encoded += '%';
+        encoded += digits[byte >> 4];
+        encoded += digits[byte & 0xf];
+    }
+    return encoded;
 }
 
 bool IsSafeFileName(const std::string& name)

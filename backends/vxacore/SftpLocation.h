@@ -24,6 +24,8 @@ struct SftpLocation {
     std::string directory; // begins with "/" unless it is empty
 };
 
+// path as it stands in a URL: every byte but the unreserved ones and the slash as "%XX".
+std::string PercentEncode(const std::string& path);
 // Whether name is that of a file which lies directly in the directory and may be created here.
 bool IsSafeFileName(const std::string& name);
 // text with every byte that a terminal or a log line could take for an order replaced.

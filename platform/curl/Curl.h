@@ -47,15 +47,22 @@ enum Option : int {
     kUrl = 10002,
     kProxy = 10004,
     kErrorBuffer = 10010,
+    kReadData = 10009,
     kWriteFunction = 20011,
+    kReadFunction = 20012,
     kNoProgress = 43,
+    kNoBody = 44,
+    kUpload = 46,
     kDirListOnly = 48,
     kProgressData = 10057, // CURLOPT_XFERINFODATA
     kFileTime = 69,
     kConnectTimeout = 78, // seconds
     kBufferSize = 98,
     kNoSignal = 99,
+    kUploadSize = 30115, // CURLOPT_INFILESIZE_LARGE
     kResumeFrom = 30116, // CURLOPT_RESUME_FROM_LARGE
+    kFtpFileMethod = 138,
+    kConnectOnly = 141,
     kSshAuthTypes = 151,
     kUserName = 10173,
     kPassword = 10174,
@@ -64,12 +71,18 @@ enum Option : int {
     kSshKeyData = 10185,
     kProgressFunction = 20219, // CURLOPT_XFERINFOFUNCTION
     kPathAsIs = 234,
+    kUploadBufferSize = 280,
+    kQuickExit = 322,
 };
 
 constexpr long kSshAuthPassword = 1L << 1;
 constexpr long kSshAuthKeyboard = 1L << 3;
 
+constexpr long kFtpNoCwd = 2; // the whole path in one command
+
 enum Info : int {
+    kInfoResponseCode = 0x200000 + 2,           // long, the server's last one
+    kInfoNameLookupTime = 0x300000 + 4,         // double, seconds; 0 before the host is found
     kInfoOsErrno = 0x200000 + 25,               // long
     kInfoNumConnects = 0x200000 + 26,           // long
     kInfoAppConnectTime = 0x300000 + 33,        // double, seconds; 0 before the log-in is done
@@ -96,6 +109,8 @@ using EasyGetinfo = int (*)(void* easy, int info, ...);
 using EasyStrerror = const char* (*)(int code);
 using EasyCleanup = void (*)(void* easy);
 using WriteCallback = std::size_t (*)(char* data, std::size_t size, std::size_t count, void* user);
+using ReadCallback = WriteCallback;              // fills data; 0: the end
+constexpr std::size_t kReadAborted = 0x10000000; // its answer that ends the transfer
 // A result other than zero ends the transfer.
 using ProgressCallback = int (*)(void* user, Offset downloadTotal, Offset downloaded,
                                  Offset uploadTotal, Offset uploaded);

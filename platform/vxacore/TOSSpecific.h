@@ -45,12 +45,12 @@ public:
     // the last
     // "@" and the first ":", nothing is unescaped); without a user the log-in is anonymous.
     // Returns false when the local file cannot be read or the file did not arrive whole. Throws
-    // TVXAException: 35 no usable libcurl, 33 host not found or no route, 34 cannot connect or
-    // connection lost, 27 log-in or file refused.
+    // TVXAException: 35 no usable libcurl, 33 host not found or no route, 34 nobody there who
+    // answers, 27 log-in or file refused.
     static bool FTPFile(std::string server, std::string localFile, std::string remoteName);
 
-    // Resolves host and connects to its TCP port within 10 seconds. Returns 0, or a code that says
-    // which of the two failed.
+    // Resolves host and connects to its TCP port within 10 seconds. Returns 0, or the status code
+    // that says what failed: 33 resolving, or the way there, 34 connecting, 35 no usable libcurl.
     static int DetectHostnameAvailable(std::string host, std::string port);
 
     // The folder of the tool's own files, without a separator at its end.

@@ -1,0 +1,280 @@
+#include "backends/vxacore/CoreLog.h"
+#include "common/TVXAException.h"
+#include "platform/vxacore/TOSSpecific.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gmock/gmock.h>
+
+#include <netinet/in.h>
+#include <stdlib.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <thread>
+
+using namespace NORXVXA20;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const char* const kPassword = "a:b@c d%41#";
+const char* const kDropName = "/kserver/toorx/kseries/fdr_upload/r.zip";
+
+// No resolver asks for a name with such a long part.
+const std::string kNoHost = "no-such-host" + std::string(60, 'x') + ".invalid";
+
+constexpr int kFalse = 0;
+constexpr int kTrue = 1;
+
+// One of the server scripts with its folder; it ends when its standard input is closed.
+class Server {
+public:
+    explicit Server(const std::string& script, const std::string& argument = std::string())
+    {
+        fs::create_directories(m_folder / "root/kserver/toorx/kseries/fdr_upload");
+        const std::string portFile = m_folder / "port";
+        const std::string command = "exec /usr/bin/python3 '" FTP_SCRIPTS "/" + script + "' '" +
+                                    m_folder / "root" + "' '" + portFile + "' '" + argument + "'";
+        m_input.reset(::popen(command.c_str(), "w"));
+        for (int tries = 0; tries < 300 && !fs::exists(portFile); ++tries)
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        m_port = ContentsOf(portFile);
+    }
+
+    bool IsUp() const { return !m_port.empty(); }
+    std::string At(const std::string& user) const
+    {
+        return (user.empty() ? "" : user + ":" + kPassword + "@") + "127.0.0.1:" + m_port;
+    }
+    const std::string& Port() const { return m_port; }
+    std::string Path(const std::string& name) const { return m_folder / ("root/" + name); }
+
+private:
+    struct Close {
+        void operator()(FILE* pipe) const { ::pclose(pipe); }
+    };
+    TemporaryDirectory m_folder;
+    std::unique_ptr<FILE, Close> m_input;
+    std::string m_port;
+};
+
+// A socket on loopback that connections reach, and nothing answers.
+class MuteServer {
+public:
+    MuteServer() : m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        auto* const generic = reinterpret_cast<sockaddr*>(&address);
+        if (::bind(m_socket, generic, length) == 0 &&
+            ::getsockname(m_socket, generic, &length) == 0)
+            m_port = std::to_string(ntohs(address.sin_port));
+    }
+    ~MuteServer() { ::close(m_socket); }
+
+    // Until then connections are refused.
+    void Listen() const { ::listen(m_socket, 4); }
+    const std::string& Port() const { return m_port; }
+
+private:
+    int m_socket;
+    std::string m_port;
+};
+
+// Larger than what libcurl and the kernel take at once, and without a pattern of their block sizes.
+std::string Contents(std::size_t size)
+{
+    std::string contents(size, '\0');
+    unsigned int value = 1;
+    for (char& byte : contents) {
+        value = value * 1103515245 + 12345;
+        byte = static_cast<char>(value >> 16);
+    }
+    return contents;
+}
+
+class FtpUploadTest : public testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        // Not the environment's proxies: the channel is a direct one.
+        for (const char* name : {"ftp_proxy", "http_proxy", "all_proxy"})
+            ::setenv(name, "http://127.0.0.1:9", 1);
+        ::setenv("VXA_STALL_SECONDS", "2", 1);
+        sServer = std::make_unique<Server>("ftp_server.py");
+    }
+    static void TearDownTestSuite() { sServer.reset(); }
+
+    void SetUp() override
+    {
+        if (!sServer->IsUp())
+            GTEST_SKIP() << "no FTP server: /usr/bin/python3 with python3-pyftpdlib is needed";
+        ASSERT_TRUE(OpenCoreLog(m_folder / "log"));
+        fs::remove(sServer->Path("r.zip"));
+    }
+    void TearDown() override { CloseCoreLog(); }
+
+    // The result of an upload as kTrue or kFalse, or the status it throws.
+    static int Upload(const std::string& server, const std::string& file, const std::string& name)
+    {
+        try {
+            return TOSSpecific::FTPFile(server, file, name) ? kTrue : kFalse;
+        } catch (const TVXAException& failure) {
+            return failure.GetStatusCode().GetStatusCode();
+        }
+    }
+
+    int UploadAs(const std::string& user, std::size_t size = 4 * 1024 * 1024)
+    {
+        m_contents = Contents(size);
+        return Upload(sServer->At(user), m_folder.Write("local", m_contents), "r.zip");
+    }
+
+    std::string Arrived(const std::string& name = "r.zip") const
+    {
+        return ContentsOf(sServer->Path(name));
+    }
+    std::string Log() const { return ContentsOf(m_folder / "log"); }
+
+    static std::unique_ptr<Server> sServer;
+    TemporaryDirectory m_folder;
+    std::string m_contents;
+};
+
+std::unique_ptr<Server> FtpUploadTest::sServer;
+
+TEST_F(FtpUploadTest, BytesArriveWhole)
+{
+    for (const std::size_t size : {0u, 1u, 65536u, 5u * 1024 * 1024 + 3}) {
+        SCOPED_TRACE(size);
+        EXPECT_EQ(UploadAs("plain", size), kTrue);
+        EXPECT_TRUE(Arrived() == m_contents);
+    }
+    EXPECT_EQ(UploadAs("", 100), kTrue) << "anonymous";
+    EXPECT_TRUE(Arrived() == m_contents);
+    // Without EPSV and SIZE.
+    EXPECT_EQ(UploadAs("old"), kTrue);
+    EXPECT_TRUE(Arrived() == m_contents);
+    EXPECT_EQ(Log(), "");
+}
+
+TEST_F(FtpUploadTest, RemoteNameIsTakenAsItIs)
+{
+    const std::string file = m_folder.Write("local", "new");
+    EXPECT_EQ(Upload(sServer->At("plain"), m_folder.Write("long", "a longer one"), kDropName),
+              kTrue);
+    EXPECT_EQ(Upload(sServer->At("plain"), file, kDropName), kTrue);
+    EXPECT_EQ(Arrived(kDropName + 1), "new");
+    const std::string odd = "a b%41#?;type=a&\xc3\xa4.zip";
+    EXPECT_EQ(Upload(sServer->At("plain"), file, odd), kTrue);
+    EXPECT_EQ(Arrived(odd), "new");
+    EXPECT_EQ(Upload(sServer->At("plain"), file, ""), kFalse);
+    EXPECT_EQ(Upload(sServer->At("plain"), file, "a\r\nDELE b"), kFalse);
+}
+
+TEST_F(FtpUploadTest, RefusedLogInOrFileIsDenied)
+{
+    const std::string file = m_folder.Write("local", "new");
+    EXPECT_EQ(Upload("plain:wrong@127.0.0.1:" + sServer->Port(), file, "r.zip"), 27);
+    EXPECT_EQ(
+        Upload("nobody:" + std::string(kPassword) + "@127.0.0.1:" + sServer->Port(), file, "r.zip"),
+        27);
+    EXPECT_EQ(Upload(sServer->At("reader"), file, "r.zip"), 27);
+    EXPECT_EQ(Upload(sServer->At("plain"), file, "no/such/folder/r.zip"), 27);
+    EXPECT_FALSE(fs::exists(sServer->Path("no")));
+    EXPECT_FALSE(fs::exists(sServer->Path("r.zip")));
+    EXPECT_EQ(Upload("nopass@127.0.0.1:" + sServer->Port(), file, "r.zip"), kTrue);
+    EXPECT_THAT(Log(), HasSubstr("TOSSpecific::FTPFile - "));
+    EXPECT_THAT(Log(), Not(HasSubstr("wrong")));
+}
+
+TEST_F(FtpUploadTest, WhatDidNotArriveWholeIsNoSuccess)
+{
+    EXPECT_EQ(UploadAs("cut", 16 * 1024 * 1024), kFalse);
+    EXPECT_EQ(UploadAs("full"), kFalse);
+    EXPECT_EQ(UploadAs("quota"), kFalse);
+    EXPECT_EQ(UploadAs("busy"), kFalse);
+    EXPECT_EQ(UploadAs("short"), kFalse);
+    EXPECT_THAT(Log(), HasSubstr("the server has 7 of 4194304 bytes"));
+    // One that does not tell is believed.
+    EXPECT_EQ(UploadAs("blind"), kTrue);
+    EXPECT_TRUE(Arrived() == m_contents);
+}
+
+TEST_F(FtpUploadTest, SilentServerIsGivenUp)
+{
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(UploadAs("silent", 64 * 1024 * 1024), kFalse);
+    EXPECT_THAT(Log(), HasSubstr("the server is silent"));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
+}
+
+TEST_F(FtpUploadTest, ServerThatIsNotThereHasACode)
+{
+    const std::string file = m_folder.Write("local", "new");
+    MuteServer mute;
+    EXPECT_EQ(Upload("127.0.0.1:" + mute.Port(), file, "r.zip"), 34);
+    EXPECT_EQ(Upload(kNoHost, file, "r.zip"), 33);
+    EXPECT_EQ(Upload("user:pw@", file, "r.zip"), kFalse);
+    EXPECT_EQ(Upload("host/folder", file, "r.zip"), kFalse);
+    // Connected, but never greeted.
+    mute.Listen();
+    EXPECT_EQ(Upload("127.0.0.1:" + mute.Port(), file, "r.zip"), 34);
+}
+
+TEST_F(FtpUploadTest, UnreadableFileOpensNoConnection)
+{
+    MuteServer mute; // a connection would be refused, and that is 34
+    const std::string server = "127.0.0.1:" + mute.Port();
+    EXPECT_EQ(Upload(server, m_folder / "missing", "r.zip"), kFalse);
+    EXPECT_EQ(Upload(server, m_folder.Path(), "r.zip"), kFalse);
+    ASSERT_EQ(::mkfifo((m_folder / "pipe").c_str(), 0600), 0);
+    std::thread writer([&] { m_folder.Write("pipe", ""); });
+    EXPECT_EQ(Upload(server, m_folder / "pipe", "r.zip"), kFalse);
+    writer.join();
+}
+
+TEST_F(FtpUploadTest, ProbeSaysWhichStepFailed)
+{
+    MuteServer mute;
+    EXPECT_EQ(TOSSpecific::DetectHostnameAvailable("127.0.0.1", mute.Port()), 34);
+    mute.Listen();
+    EXPECT_EQ(TOSSpecific::DetectHostnameAvailable("127.0.0.1", mute.Port()), 0);
+    EXPECT_EQ(TOSSpecific::DetectHostnameAvailable("localhost", mute.Port()), 0);
+    EXPECT_EQ(TOSSpecific::DetectHostnameAvailable(kNoHost, "80"), 33);
+    for (const char* host : {"", "a/b", "user@127.0.0.1"})
+        EXPECT_EQ(TOSSpecific::DetectHostnameAvailable(host, mute.Port()), 33);
+}
+
+// The common server as an anonymous drop.
+TEST_F(FtpUploadTest, CommonServerTakesTheFile)
+{
+    const char* const peers = std::getenv("UTILS_PEERS");
+    std::string program = (peers != nullptr ? peers : FTP_PEERS) + std::string("/usr/sbin/vsftpd");
+    if (!fs::exists(program))
+        program = "/usr/sbin/vsftpd";
+    if (!fs::exists(program))
+        GTEST_SKIP() << "no vsftpd; simulators/peers.sh unpacks one";
+    const Server vsftpd("vsftpd_server.py", program);
+    ASSERT_TRUE(vsftpd.IsUp());
+    const std::string contents = Contents(3 * 1024 * 1024 + 1);
+    const std::string file = m_folder.Write("local", contents);
+    EXPECT_EQ(Upload(vsftpd.At(""), file, "drop/r s.zip"), kTrue) << Log();
+    EXPECT_TRUE(ContentsOf(vsftpd.Path("drop/r s.zip")) == contents);
+    EXPECT_EQ(Upload(vsftpd.At(""), file, "drop/r s.zip"), 27) << "nothing is replaced there";
+    EXPECT_EQ(Upload(vsftpd.At(""), file, "r.zip"), 27);
+    EXPECT_EQ(Upload(vsftpd.At("somebody"), file, "drop/t.zip"), 27);
+}
+
+} // namespace

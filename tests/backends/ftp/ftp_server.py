@@ -1,0 +1,108 @@
+#!/usr/bin/python3
+"""usage: ftp_server.py ROOT PORTFILE
+An FTP server on loopback whose accounts misbehave, each in its own way. It writes its port to PORTFILE
+when it listens, and ends when its standard input does.
+"""
+import errno
+import os
+import socket
+import sys
+import threading
+import warnings
+
+warnings.simplefilter("ignore")
+from pyftpdlib.authorizers import DummyAuthorizer  # noqa: E402
+from pyftpdlib.handlers import DTPHandler, FTPHandler  # noqa: E402
+from pyftpdlib.log import config_logging  # noqa: E402
+from pyftpdlib.servers import FTPServer  # noqa: E402
+
+PASSWORD = "a:b@c d%41#"
+ENOUGH = 256 * 1024  # bytes after which a fault happens
+
+
+class Data(DTPHandler):
+    ac_in_buffer_size = 16384
+
+    def handle_read(self):
+        user = self.cmd_channel.username
+        if self.receive and self.tot_bytes_received >= ENOUGH:
+            if user == "cut":
+                # The whole connection, without a word.
+                for channel in (self.socket, self.cmd_channel.socket):
+                    channel.shutdown(socket.SHUT_RDWR)
+                return
+            if user == "silent":
+                self.ioloop.unregister(self._fileno)
+                return
+            if user == "full":
+                self.file_obj = FullDisk(self.file_obj)
+        super().handle_read()
+
+    handle_read_event = handle_read
+
+
+class FullDisk:
+    def __init__(self, file):
+        self.file, self.name, self.closed = file, file.name, False
+
+    def write(self, _):
+        raise OSError(errno.ENOSPC, os.strerror(errno.ENOSPC))
+
+    def close(self):
+        self.file.close()
+
+
+class Commands(FTPHandler):
+    dtp_handler = Data
+    use_sendfile = False
+
+    def ftp_STOR(self, file, mode="w"):
+        if self.username == "quota":
+            self.respond("552 Quota exceeded.")
+        elif self.username == "busy":
+            self.respond("450 Try again later.")
+        else:
+            return super().ftp_STOR(file, mode)
+
+    def ftp_SIZE(self, path):
+        if self.username == "short":
+            self.respond("213 7")
+        elif self.username == "blind":
+            self.respond("550 Permission denied.")
+        elif self.username == "old":
+            self.respond("502 Command not implemented.")
+        else:
+            super().ftp_SIZE(path)
+
+    def ftp_EPSV(self, line):
+        if self.username == "old":
+            self.respond("502 Command not implemented.")
+        else:
+            super().ftp_EPSV(line)
+
+    def ftp_PORT(self, line):
+        self.respond("500 Passive only.")
+
+    ftp_EPRT = ftp_PORT
+
+
+def main():
+    root, port_file = sys.argv[1:3]
+    authorizer = DummyAuthorizer()
+    authorizer.add_anonymous(root, perm="elw")
+    for user in "plain cut silent full quota busy short blind old".split():
+        authorizer.add_user(user, PASSWORD, root, perm="elw")
+    authorizer.add_user("reader", PASSWORD, root, perm="elr")
+    authorizer.add_user("nopass", "", root, perm="elw")
+    Commands.authorizer = authorizer
+    Commands.auth_failed_timeout = 0
+    config_logging(level=100)
+    server = FTPServer(("127.0.0.1", 0), Commands)
+    threading.Thread(target=lambda: (sys.stdin.read(), os._exit(0)), daemon=True).start()
+    with open(port_file + ".new", "w") as file:
+        file.write(str(server.address[1]))
+    os.rename(port_file + ".new", port_file)
+    server.serve_forever(handle_exit=False)
+
+
+main()
