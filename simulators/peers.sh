@@ -8,6 +8,7 @@ set -euo pipefail
 # A server's package, and the program in it that shows whether it is there.
 servers=(
   "openssh-server usr/sbin/sshd"
+  "vsftpd usr/sbin/vsftpd"
 )
 
 [ $# -eq 1 ] || { echo "usage: peers.sh BUILDDIR" >&2; exit 2; }
