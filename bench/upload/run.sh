@@ -1,0 +1,51 @@
+#!/bin/bash
+# usage: run.sh BUILDDIR [MIB] [ROUNDS]
+# Times the upload of one file (default 256 MiB, 7 rounds) to vsftpd on loopback, ours and the curl command's in turn.
+# Prints both medians and their ratio; status 1 when ours takes more than 1.25 times as long, or bytes differ.
+# Needs curl, and vsftpd as simulators/peers.sh unpacks it.
+set -euo pipefail
+here=$(dirname "$(realpath "$0")")
+top=$here/../..
+[ $# -ge 1 ] || { echo "usage: run.sh BUILDDIR [MIB] [ROUNDS]" >&2; exit 2; }
+program=$(realpath "$1/bin/upload_once")
+mib=${2:-256} rounds=${3:-7}
+vsftpd=${UTILS_PEERS:-$top/build/peers}/usr/sbin/vsftpd
+[ -x "$vsftpd" ] || vsftpd=/usr/sbin/vsftpd
+
+work=$(mktemp -d)
+# The server ends when its standard input, our descriptor 3, is closed.
+trap 'exec 3>&-; wait; rm -rf "$work"' EXIT
+mkdir -m 755 "$work/root"
+chmod 755 "$work"
+mkfifo "$work/stdin"
+/usr/bin/python3 "$top/tests/backends/ftp/vsftpd_server.py" "$work/root" "$work/port" "$vsftpd" < "$work/stdin" &
+exec 3> "$work/stdin"
+for ((i = 0; i < 100; ++i)); do
+  [ ! -e "$work/port" ] || break
+  sleep 0.1
+done
+server=127.0.0.1:$(cat "$work/port")
+head -c "${mib}M" /dev/urandom > "$work/file"
+
+# timed NAME COMMAND...: appends the seconds to times.NAME.
+timed() {
+  local name=$1 begin end
+  shift
+  begin=$EPOCHREALTIME
+  "$@"
+  end=$EPOCHREALTIME
+  echo $((${end/[.,]/} - ${begin/[.,]/})) >> "$work/times.$name"
+}
+median() { sort -n "$work/times.$1" | awk '{ t[NR] = $1 } END { print t[int((NR + 1) / 2)] / 1e6 }'; }
+
+for ((round = 0; round < rounds; ++round)); do
+  timed curl curl -sS --noproxy '*' -T "$work/file" "ftp://$server/drop/curl"
+  cmp "$work/file" "$work/root/drop/curl"
+  timed ours "$program" "$server" "$work/file" drop/ours
+  cmp "$work/file" "$work/root/drop/ours"
+  rm -f "$work/root/drop/"{curl,ours}
+done
+awk -v curl="$(median curl)" -v ours="$(median ours)" -v mib="$mib" 'BEGIN {
+  printf "upload of %d MiB, medians: curl %.3f s, ours %.3f s, ratio %.2f\n", mib, curl, ours, ours / curl
+  exit ours / curl > 1.25
+}'
