@@ -26,6 +26,10 @@ struct ChildEnd {
     int number = 0;
 };
 
+// Gives a standard stream that the caller has closed a place that swallows everything, or the next
+// file or socket would be taken for it. Comes before anything is opened.
+void OpenStandardStreams();
+
 // From now on, to the end of the process, a request to stop (SIGINT, SIGTERM, SIGHUP, a console
 // event) no longer ends this process: RunChild acts on the first one. A request that was ignored
 // when the program started stays ignored.
@@ -36,8 +40,9 @@ void CatchStopRequests();
 // line of its event channel. CatchStopRequests comes first.
 ChildEnd RunChild(ChildCommand command, const std::function<void(const std::string&)>& onEvent);
 
-// What to call a signal or exception of kCrashed.
+// What to call the numbers of kCrashed and of kNotStarted.
 std::string DescribeCrash(int number);
+std::string DescribeError(int number);
 
 // The child's end of the event channel. As soon as it exists the process ends with its parent.
 class EventChannel {

@@ -27,7 +27,7 @@ constexpr int kEventDescriptor = 3;
 constexpr std::size_t kPipeBytes = 65536;
 // A write of so much never blocks once the descriptor is said to be writable.
 constexpr std::size_t kPieceBytes = 512;
-// For the last output, to somebody who does not read.
+// For the last output after a request to stop, to somebody who does not read.
 constexpr std::chrono::milliseconds kFarewell{1000};
 
 struct Pipe {
@@ -38,16 +38,6 @@ struct Pipe {
 // Signals as the program found them, and where they are read since then.
 sigset_t gOriginalMask;
 int gSignals = -1;
-
-// Descriptors 0 to 2 must be taken, or a pipe of ours would get one of those numbers.
-void OccupyStandardDescriptors()
-{
-    int descriptor = 0;
-    while (descriptor >= 0 && descriptor <= STDERR_FILENO)
-        descriptor = ::open("/dev/null", O_RDWR);
-    if (descriptor >= 0)
-        ::close(descriptor);
-}
 
 std::optional<Pipe> MakePipe()
 {
@@ -124,7 +114,8 @@ public:
             else if (Clock::now() - m_lastByte >= m_silence)
                 end = {ChildEnd::Cause::kSilent, 0};
         }
-        const ChildEnd own = Finish();
+        const ChildEnd own = EndGroup();
+        TakeTheRest(end.cause == ChildEnd::Cause::kSignalled);
         return end.cause == ChildEnd::Cause::kExited ? own : end;
     }
 
@@ -144,18 +135,18 @@ private:
         ::poll(waits, std::size(waits), static_cast<int>(std::max<long long>(left.count() + 1, 1)));
     }
 
-    void Receive()
+    // Takes what is there; false when there was nothing.
+    bool Receive()
     {
-        if (m_backlog.size() < kPipeBytes) {
-            const std::string bytes = Read(m_output);
-            m_backlog += bytes;
-        }
-        const std::string bytes = Read(m_events);
-        m_lines.Take(bytes.data(), bytes.size(), m_onEvent);
+        const std::string output = m_backlog.size() < kPipeBytes ? Read(m_output) : std::string();
+        m_backlog += output;
+        const std::string events = Read(m_events);
+        m_lines.Take(events.data(), events.size(), m_onEvent);
         PassOn();
         // Time in which nobody takes the output is not the child's.
         if (!m_backlog.empty())
             m_lastByte = Clock::now();
+        return !output.empty() || !events.empty();
     }
 
     // What is there, at most a pipe full; the descriptor is let go at the end of the pipe.
@@ -214,25 +205,33 @@ private:
                info.si_pid == m_child;
     }
 
-    // Ends whatever is left of the child's group and takes what it has said last.
-    ChildEnd Finish()
+    // Ends whatever is left of the child's group, and says how the child itself ended.
+    ChildEnd EndGroup() const
     {
         // The child is not yet waited for, so the group's number is still its own.
         ::kill(-m_child, SIGKILL);
         int status = 0;
         while (::waitpid(m_child, &status, 0) < 0 && errno == EINTR) {
         }
-        const auto limit = Clock::now() + kFarewell;
-        Receive();
-        Receive();
-        while (!m_backlog.empty() && Clock::now() < limit) {
-            pollfd writable{STDOUT_FILENO, POLLOUT, 0};
-            ::poll(&writable, 1, 100);
-            PassOn();
-        }
         if (WIFSIGNALED(status))
             return {ChildEnd::Cause::kCrashed, WTERMSIG(status)};
         return {ChildEnd::Cause::kExited, WEXITSTATUS(status)};
+    }
+
+    // Takes and passes on what the child has said last. Somebody who does not read is waited for,
+    // but not when asked to stop.
+    void TakeTheRest(bool isStopping)
+    {
+        const auto limit = Clock::now() + kFarewell;
+        while (Receive() || !m_backlog.empty()) {
+            if (m_backlog.empty())
+                continue;
+            pollfd waits[] = {{STDOUT_FILENO, POLLOUT, 0}, {gSignals, POLLIN, 0}};
+            ::poll(waits, std::size(waits), 100);
+            isStopping = StopSignal() != 0 || isStopping;
+            if (isStopping && Clock::now() >= limit)
+                return;
+        }
     }
 
     const pid_t m_child;
@@ -247,9 +246,17 @@ private:
 
 } // namespace
 
+void OpenStandardStreams()
+{
+    int descriptor = 0;
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO)
+        descriptor = ::open("/dev/null", O_RDWR);
+    if (descriptor >= 0)
+        ::close(descriptor);
+}
+
 void CatchStopRequests()
 {
-    OccupyStandardDescriptors();
     sigset_t caught;
     ::sigemptyset(&caught);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
@@ -294,6 +301,11 @@ ChildEnd RunChild(ChildCommand command, const std::function<void(const std::stri
 std::string DescribeCrash(int number)
 {
     return "signal " + std::to_string(number) + ", " + ::strsignal(number);
+}
+
+std::string DescribeError(int number)
+{
+    return ::strerror(number);
 }
 
 EventChannel::EventChannel(const std::string& name) : m_handle(std::atoi(name.c_str()))

@@ -97,6 +97,7 @@ std::int64_t SizeOnDisk(const std::string& path)
 
 int Collect(const Options& options, std::chrono::milliseconds silence)
 {
+    OpenStandardStreams();
     if (!LookAhead(options))
         return kNotStarted;
     // A log that the environment asks for belongs to the child alone from here on.

@@ -27,11 +27,6 @@ std::string WithoutBlanks(const std::string& name)
     return name.substr(first, name.find_last_not_of(blanks) - first + 1);
 }
 
-bool IsHidden(const std::string& name)
-{
-    return name.compare(0, 1, ".") == 0;
-}
-
 // What was listed, and behind it what was asked for without having been listed.
 std::vector<Item> ItemsOf(const Ledger& ledger)
 {
@@ -40,8 +35,6 @@ std::vector<Item> ItemsOf(const Ledger& ledger)
     for (const auto& [name, file] : ledger.asked)
         left[name] = &file;
     for (const std::string& name : ledger.listed.value_or(std::vector<std::string>())) {
-        if (IsHidden(name))
-            continue;
         const std::string usual = WithoutBlanks(name);
         const auto found = ledger.asked.find(usual);
         const bool isAsked = found != ledger.asked.end();
@@ -131,9 +124,7 @@ std::string DescribeEnd(const ChildEnd& end, const Ledger& ledger,
                " s: the collection was ended";
     case ChildEnd::Cause::kSignalled:
         return "interrupted by signal " + std::to_string(end.number);
-    case ChildEnd::Cause::kNotStarted:
-        return "the collecting process could not be started: error " + std::to_string(end.number);
-    case ChildEnd::Cause::kExited:
+    default:
         break;
     }
     if (!ledger.returned)
@@ -185,15 +176,13 @@ Outcome Conclude(const Ledger& ledger, const ChildEnd& end, const std::string& o
 {
     if (ledger.refused)
         return {kNotStarted, {*ledger.refused}};
+    if (end.cause == ChildEnd::Cause::kNotStarted)
+        return {kNotStarted,
+                {"the collecting process could not be started: " + DescribeError(end.number)}};
     Outcome outcome;
     const std::string cause = DescribeEnd(end, ledger, silence);
     if (!cause.empty())
         outcome.lines.push_back(cause);
-    for (const std::string& name : ledger.listed.value_or(std::vector<std::string>())) {
-        if (IsHidden(name) && name != "." && name != "..")
-            outcome.lines.push_back(Quoted(name) +
-                                    " is left out: names that begin with a dot are not collected");
-    }
 
     const std::vector<Item> items = ItemsOf(ledger);
     std::size_t here = 0;

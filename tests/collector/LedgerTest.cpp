@@ -149,10 +149,9 @@ TEST_F(LedgerTest, ServerLostBeforeTheListingIsSaid)
                             "0 of 1 files collected into out"));
 }
 
-TEST_F(LedgerTest, NamesTheLibraryChangesOrLeavesOut)
+TEST_F(LedgerTest, NamesThatTheLibraryChanges)
 {
-    // The library strips blanks from a name and passes over those that begin with a dot.
-    List({".", "..", ".hidden", "a", " a", " ", "b\x1b[2J\xc2\x9b\xc3\xa9"});
+    List({"a", " a", " ", "b\x1b[2J\xc2\x9b\xc3\xa9"});
     Finish("a");
     Finish("", "no name");
     Finish("b\x1b[2J\xc2\x9b\xc3\xa9");
@@ -161,8 +160,7 @@ TEST_F(LedgerTest, NamesTheLibraryChangesOrLeavesOut)
     EXPECT_EQ(outcome.exitCode, 3);
     EXPECT_THAT(
         outcome.lines,
-        ElementsAre("\".hidden\" is left out: names that begin with a dot are not collected",
-                    "missing: \" a\": the library asks for it without the blanks around its name",
+        ElementsAre("missing: \" a\": the library asks for it without the blanks around its name",
                     "missing: \" \": the library asks for it without the blanks around its name",
                     "2 of 4 files collected into out"));
     EXPECT_EQ(Quoted("b\x1b[2J\xc2\x9b\xc3\xa9\x7f"), "\"b\\x1b[2J\\xc2\x9b\xc3\xa9\\x7f\"");
@@ -211,6 +209,8 @@ TEST_F(LedgerTest, RefusalSaysOnlyItsReason)
     const Outcome outcome = Ended({ChildEnd::Cause::kExited, 1});
     EXPECT_EQ(outcome.exitCode, 2);
     EXPECT_THAT(outcome.lines, ElementsAre("cannot write the log file"));
+    m_ledger = Ledger();
+    EXPECT_EQ(Ended({ChildEnd::Cause::kNotStarted, ENOENT}).exitCode, 2);
 }
 
 TEST(EventTest, NamesOfAnyByteCrossTheChannel)
