@@ -118,7 +118,7 @@ TEST_F(FrameTest, IgnoredHangUpStaysIgnored)
 
 TEST_F(FrameTest, KilledParentTakesTheChildWithIt)
 {
-    const auto run = Start("pid;alive:600000");
+    const auto run = Start("pid;pause:600000");
     const pid_t child = NotedProcess();
     ASSERT_TRUE(IsRunning(child));
     run->Signal(SIGKILL);
@@ -150,6 +150,18 @@ TEST_F(FrameTest, ReaderThatStopsReadingHoldsItUpUntilASignal)
     EXPECT_TRUE(IsRunning(child));
     run->Signal(SIGINT);
     EXPECT_EQ(run->Wait(), 130);
+}
+
+TEST_F(FrameTest, ReaderThatGoesAwayDoesNotEndTheCollection)
+{
+    const std::string fifo = m_scratch / "fifo";
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    FileDescriptor reader(::open(fifo.c_str(), O_RDWR | O_CLOEXEC));
+    const auto run = Start("pid;alive:1000;print:.;alive:500;print:.;deliver:a", {},
+                           {"/bin/sh", "-c", "fifo=$1; shift; exec \"$@\" >\"$fifo\"", "sh", fifo});
+    NotedProcess();
+    reader.reset();
+    EXPECT_EQ(run->Wait(), 0);
 }
 
 TEST_F(FrameTest, WhatCannotWorkIsRefusedBeforeAnythingStarts)

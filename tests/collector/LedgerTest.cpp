@@ -153,6 +153,7 @@ TEST_F(LedgerTest, NamesThatTheLibraryChanges)
 {
     List({"a", " a", " ", "b\x1b[2J\xc2\x9b\xc3\xa9"});
     Finish("a");
+    Finish("a", "asked for a second time");
     Finish("", "no name");
     Finish("b\x1b[2J\xc2\x9b\xc3\xa9");
     Return(true);
@@ -197,6 +198,7 @@ TEST_F(LedgerTest, EveryEndNamesItsCauseAndKeepsWhatArrived)
     Finish("c");
     EXPECT_EQ(Ended({ChildEnd::Cause::kCrashed, SIGSEGV}).exitCode, 3);
     Return(true);
+    EXPECT_EQ(Ended({ChildEnd::Cause::kCrashed, SIGSEGV}).exitCode, 3);
     EXPECT_EQ(Ended({ChildEnd::Cause::kSignalled, SIGINT}).exitCode, 130);
 }
 
