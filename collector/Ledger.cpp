@@ -197,6 +197,8 @@ Outcome Conclude(const Ledger& ledger, const ChildEnd& end, const std::string& o
     if (!isWhole && !ledger.listed && !items.empty())
         outcome.lines.emplace_back("the names of the other files, if any, could not be listed: the "
                                    "server was lost before");
+    if (items.empty() && ledger.returned && !*ledger.returned)
+        outcome.lines.emplace_back("the collection failed; the debug log (--log FILE) tells why");
     outcome.lines.push_back(Summary(here, items.size(), isWhole, outputDir));
 
     if (end.cause == ChildEnd::Cause::kSignalled)

@@ -119,7 +119,7 @@ TEST_F(LedgerTest, NothingUsableIsOne)
     m_ledger = Ledger();
     Return(false);
     EXPECT_EQ(Ended().exitCode, 1);
-    EXPECT_THAT(Ended().lines, ElementsAre("no files collected into out"));
+    EXPECT_THAT(Ended().lines, ElementsAre(HasSubstr("--log FILE"), "no files collected into out"));
 }
 
 TEST_F(LedgerTest, OnlyWhatLiesOnTheDiskAsRecordedCounts)
