@@ -45,6 +45,12 @@ std::string Pattern(std::size_t size, unsigned seed = 1)
     return bytes;
 }
 
+const std::string& BigPattern()
+{
+    static const std::string bytes = Pattern(kBig);
+    return bytes;
+}
+
 // A small file system of its own, gone with the object. Needs root.
 class Mount {
 public:
@@ -262,7 +268,7 @@ TEST_F(ServiceProcessorRoad, RefusedFileAndHostileNamesAreNamedAndTheOthersArriv
 
 TEST_F(ServiceProcessorRoad, ServerKilledInMidFileAndBackAgain)
 {
-    Serve("big.bin", Pattern(kBig));
+    Serve("big.bin", BigPattern());
     const auto run = StartAndPauseInside("big.bin");
     Control("sshd kill");
     Control("sshd start");
@@ -273,7 +279,7 @@ TEST_F(ServiceProcessorRoad, ServerKilledInMidFileAndBackAgain)
 
 TEST_F(ServiceProcessorRoad, ServerThatStopsAnsweringEndsWithinTheLimit)
 {
-    Serve("big.bin", Pattern(kBig));
+    Serve("big.bin", BigPattern());
     const auto run = StartAndPauseInside("big.bin", {{"VXA_STALL_SECONDS", "4"}});
     const int code = run->Wait(std::chrono::seconds(14));
     EXPECT_EQ(code, 1) << run->Errors();
@@ -318,7 +324,7 @@ TEST_F(ServiceProcessorRoad, RefusalsOfTheServiceProcessorAreFailures)
 
 TEST_F(ServiceProcessorRoad, InterruptedInMidFile)
 {
-    Serve("big.bin", Pattern(kBig));
+    Serve("big.bin", BigPattern());
     const auto run = StartAndPauseInside("big.bin");
     run->Signal(SIGINT);
     EXPECT_EQ(run->Wait(std::chrono::seconds(5)), 130) << run->Errors();
@@ -329,7 +335,7 @@ TEST_F(ServiceProcessorRoad, InterruptedInMidFile)
 
 TEST_F(ServiceProcessorRoad, KilledParentLeavesNothingRunning)
 {
-    Serve("big.bin", Pattern(kBig));
+    Serve("big.bin", BigPattern());
     const auto run = StartAndPauseInside("big.bin");
     run->Signal(SIGKILL);
     EXPECT_EQ(run->Wait(kPatience), -SIGKILL);
