@@ -1,0 +1,56 @@
+#include "tests/fakes/FakeFiles.h"
+
+#include "common/TVXAException.h"
+#include "platform/vxacore/TOSSpecific.h"
+
+#include <filesystem>
+
+FakeFiles gFiles;
+
+void FakeFiles::Reset()
+{
+    *this = FakeFiles();
+}
+
+namespace NORXVXA20 {
+
+TCIMDateTime TOSSpecific::GetLocalTime()
+{
+    return TCIMDateTime(2012, 1, 3, 4, 5, 6);
+}
+
+bool TOSSpecific::DirExists(std::string path)
+{
+    if (gFiles.onCall)
+        gFiles.onCall("DirExists");
+    return std::filesystem::is_directory(path);
+}
+
+void TOSSpecific::CreateDir(std::string path)
+{
+    if (gFiles.onCall)
+        gFiles.onCall("CreateDir");
+    std::error_code error;
+    if (!std::filesystem::create_directory(path, error))
+        throw TVXAException(TVXAStatusCode::eFailed);
+    gFiles.created.push_back(path);
+}
+
+std::vector<std::string> TOSSpecific::ListDir(std::string path)
+{
+    if (gFiles.onCall)
+        gFiles.onCall("ListDir");
+    std::error_code error;
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(path, error))
+        names.push_back(entry.path().filename().string());
+    return names;
+}
+
+std::string TOSSpecific::SpawnProcess(std::string commandLine, int limit)
+{
+    gFiles.programs.push_back({commandLine, limit});
+    return gFiles.run ? gFiles.run(commandLine) : std::string();
+}
+
+} // namespace NORXVXA20

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+// The core library's clock, directories and programs: the directories are real ones, the time
+// stands still, and programs are a function of the test.
+struct FakeFiles {
+    struct Program {
+        std::string commandLine;
+        int limit;
+    };
+
+    void Reset();
+
+    std::function<void(const std::string& call)>
+        onCall; // "DirExists", "CreateDir", "ListDir"; may throw
+    std::function<std::string(const std::string& commandLine)> run; // none: silence
+    std::vector<std::string> created;
+    std::vector<Program> programs;
+};
+
+extern FakeFiles gFiles;
