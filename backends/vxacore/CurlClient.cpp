@@ -104,6 +104,12 @@ void CurlEasy::SetPointer(curl::Option option, void* value)
     Set(option, value);
 }
 
+void CurlEasy::SetHeaderReader(curl::WriteCallback callback, void* user)
+{
+    Set(curl::kHeaderFunction, callback);
+    Set(curl::kHeaderData, user);
+}
+
 void CurlEasy::SetWriter(curl::WriteCallback callback, void* user)
 {
     Set(curl::kWriteFunction, callback);

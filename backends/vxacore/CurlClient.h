@@ -46,6 +46,7 @@ public:
     void SetText(curl::Option option, const std::string& value); // libcurl takes a copy
     void ClearText(curl::Option option);
     void SetPointer(curl::Option option, void* value); // must outlive the transfers
+    void SetHeaderReader(curl::WriteCallback callback, void* user);
     void SetWriter(curl::WriteCallback callback, void* user);
     void SetReader(curl::ReadCallback callback, void* user);
     void SetProgress(curl::ProgressCallback callback, void* user);

@@ -20,6 +20,7 @@ enum Code : int {
     kRemoteAccessDenied = 9,
     kFtpWeirdPassReply = 11,
     kPartialFile = 18,
+    kHttpReturnedError = 22,
     kUploadFailed = 25,
     kWriteError = 23,
     kOutOfMemory = 27,
@@ -48,33 +49,51 @@ enum Option : int {
     kProxy = 10004,
     kErrorBuffer = 10010,
     kReadData = 10009,
+    kTimeout = 13,       // seconds
+    kPostFields = 10015, // not copied
+    kHttpHeader = 10023, // a TextList; not copied
+    kHeaderData = 10029,
     kWriteFunction = 20011,
     kReadFunction = 20012,
     kNoProgress = 43,
     kNoBody = 44,
     kUpload = 46,
+    kFailOnError = 45,
     kDirListOnly = 48,
+    kFollowLocation = 52,
     kProgressData = 10057, // CURLOPT_XFERINFODATA
+    kVerifyPeer = 64,
+    kCaFile = 10065, // CURLOPT_CAINFO
     kFileTime = 69,
+    kFreshConnect = 74,
     kConnectTimeout = 78, // seconds
+    kHeaderFunction = 20079,
+    kVerifyHost = 81,
     kBufferSize = 98,
     kNoSignal = 99,
     kUploadSize = 30115, // CURLOPT_INFILESIZE_LARGE
     kResumeFrom = 30116, // CURLOPT_RESUME_FROM_LARGE
     kFtpFileMethod = 138,
     kConnectOnly = 141,
+    kHttpAuth = 107,
+    kPostFieldSize = 30120, // CURLOPT_POSTFIELDSIZE_LARGE
     kSshAuthTypes = 151,
     kUserName = 10173,
     kPassword = 10174,
+    kNoProxy = 10177,
     kSshKnownHosts = 10183,
     kSshKeyFunction = 20184,
     kSshKeyData = 10185,
+    kTcpKeepAlive = 213,
     kProgressFunction = 20219, // CURLOPT_XFERINFOFUNCTION
+    kPinnedPublicKey = 10230,
     kPathAsIs = 234,
     kUploadBufferSize = 280,
     kQuickExit = 322,
+    kProtocols = 10318, // CURLOPT_PROTOCOLS_STR
 };
 
+constexpr long kHttpAuthBasic = 1L << 0;
 constexpr long kSshAuthPassword = 1L << 1;
 constexpr long kSshAuthKeyboard = 1L << 3;
 
@@ -98,6 +117,12 @@ struct HostKey {
     const char* key; // base64, ended by a zero byte, when length is 0; else the raw key
     std::size_t length;
     int type;
+};
+
+// A list of texts as some options take it (curl_slist).
+struct TextList {
+    char* text;
+    TextList* next;
 };
 
 using GlobalInit = int (*)(long flags);
