@@ -13,7 +13,7 @@ class TCMMClass : public ICIMClass {
 public:
     // Calls a method of the object at path and returns when its work is done, which may take many
     // minutes; the call is sent once and never repeated. out gets the output parameters, sorted by
-    // name. Returns the method's own return value, whatever it says; throws when there is none.
+    // name. Returns the method's own return value, whatever it says; null when there is none.
     virtual TCIMValue InvokeMethod(const TCIMReference& path, const std::string& method,
                                    const std::map<std::string, TCIMValue>& in,
                                    std::map<std::string, TCIMValue>& out,

@@ -42,7 +42,7 @@ protected:
         gChassis.Reset();
         gChassis.subclasses = {{"ORX_FFDCData", {"Data", "Data2"}}, {"ORX_FFDCService", {"Svc"}}};
         gChassis.instances["CIM_SoftwareIdentity"] = {
-            {{"InstanceID", "switch:1"}, {"VersionString", "9"}},
+            {{"InstanceID", "fw:switch:1"}, {"VersionString", "9"}},
             {{"InstanceID", "fw:cmm:2"}, {"VersionString", "2.6.0"}},
             {{"InstanceID", "cmm"}, {"VersionString", "3"}}};
         gChassis.instances["Data"] = {{{"InstanceID", "one"}}};
@@ -113,9 +113,9 @@ TEST_F(TCMMFFDCTest, CompleteRunAsksDownloadsPacksAndCleansUp)
                                      " InitializationNeeded=TRUE RequestedScheme=0x8002",
                             kEnd, "disconnect"));
     ASSERT_EQ(gFiles.programs.size(), 1u);
-    EXPECT_EQ(gFiles.programs[0].commandLine,
+    EXPECT_EQ(gFiles.programs.at(0).commandLine,
               kPackerName + " -m -r -j " + OutputName() + ".zip " + OutputName());
-    EXPECT_EQ(gFiles.programs[0].limit, 300);
+    EXPECT_EQ(gFiles.programs.at(0).limit, 300);
     const std::string local = OutputName() + kSeparator + "a.tgz";
     ASSERT_EQ(gTransfers.copies.size(), 1u);
     EXPECT_EQ(gTransfers.copies[0].localPath, local);
@@ -129,7 +129,7 @@ TEST_F(TCMMFFDCTest, CompleteRunAsksDownloadsPacksAndCleansUp)
                     "Remote Path:USER:canary@192.0.2.5/tmp/ffdc, Local FileName:" + local +
                         ", Remote FileNamea.tgz",
                     "Exiting TCMMFFDC::DownloadFFDCData", "Exiting TCMMFFDC::InvokeFFDCMethod",
-                    "Entering TCMMFFDC::ZipFFDCData", "cmd:" + gFiles.programs[0].commandLine,
+                    "Entering TCMMFFDC::ZipFFDCData", "cmd:" + gFiles.programs.at(0).commandLine,
                     "ret:", "Exiting TCMMFFDC::ZipFFDCData", "Entering VXAOSDep::RemoveDir",
                     "Exiting VXAOSDep::RemoveDir", "Exiting TCMMFFDC::RunFFDCCollection"));
 }
@@ -394,7 +394,7 @@ TEST_F(TCMMFFDCTest, PackerFailsByItsOutputOrByNotRunning)
     EXPECT_FALSE(Run());
     EXPECT_EQ(m_message, "");
     EXPECT_THAT(Complaints(), ElementsAre("ZipFFDCData - Exception caught when SpawnProcess:" +
-                                          gFiles.programs[0].commandLine + ", status 3"));
+                                          gFiles.programs.at(0).commandLine + ", status 3"));
     EXPECT_EQ(m_zip, "untouched");
 
     SetUp();
