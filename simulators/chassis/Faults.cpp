@@ -29,7 +29,7 @@ void Faults::Add(const std::string& definition)
     std::string rest = definition.substr(equals + 1);
     Fault fault;
     if (const std::size_t at = rest.rfind('@'); at != std::string::npos) {
-        fault.times = std::stoi(rest.substr(at + 1));
+        fault.at = std::stoi(rest.substr(at + 1));
         rest.erase(at);
     }
     const std::size_t colon = rest.find(':');
@@ -47,13 +47,11 @@ void Faults::Add(const std::string& definition)
 
 Fault Faults::Next(const std::string& operation)
 {
+    const int call = ++m_calls[operation];
     for (const std::string& name : {operation, std::string("*")}) {
         const auto found = m_faults.find(name);
-        if (found == m_faults.end() || found->second.times == 0)
-            continue;
-        if (found->second.times > 0)
-            --found->second.times;
-        return found->second;
+        if (found != m_faults.end() && (found->second.at == 0 || found->second.at == call))
+            return found->second;
     }
     return Fault();
 }

@@ -6,7 +6,7 @@
 
 namespace chassis {
 
-// What goes wrong with an answer. Written as KIND[:ARGUMENT][@TIMES], for example "status:500@1".
+// What goes wrong with an answer. Written as KIND[:ARGUMENT][@N], for example "status:500@1".
 struct Fault {
     enum Kind {
         kNone,
@@ -22,7 +22,7 @@ struct Fault {
     };
     Kind kind = kNone;
     std::string argument;
-    int times = -1; // how often it still happens; -1: always
+    int at = 0; // the only call of the operation that it befalls, from 1; 0: every one
 };
 
 // The faults by the operation that they befall; "*" stands for every operation.
@@ -35,6 +35,7 @@ public:
 
 private:
     std::map<std::string, Fault> m_faults;
+    std::map<std::string, int> m_calls; // so far, by operation
 };
 
 } // namespace chassis

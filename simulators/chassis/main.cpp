@@ -34,7 +34,7 @@ int main(int argc, char** argv)
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_option("--fault", definitions,
-                   "NAME=KIND[:ARGUMENT][@TIMES], NAME an operation or *; kinds: error:CODE "
+                   "NAME=KIND[:ARGUMENT][@N-TH CALL], NAME an operation or *; kinds: error:CODE "
                    "status:CODE delay:MS drop cut huge chunked no-output replace:FILE")
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);

@@ -1,0 +1,299 @@
+// The namespace library against the simulated chassis manager, over real connections.
+#include "backends/vxacore/CoreLog.h"
+#include "platform/cmmnsp/TCMMClass.h"
+#include "platform/cmmnsp/TCMMNamespace.h"
+#include "platform/cmmnsp/TCMMNamespaceProvider.h"
+#include "platform/vxacore/TAddToVectorCallback.h"
+#include "tests/support/SimulatedChassis.h"
+
+#include <boost/pointer_cast.hpp>
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+
+using namespace NORXVXA20;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+namespace {
+
+const TCIMOptions kNoOptions;
+const std::string kUser = SimulatedChassis::kUser;
+const std::string kPassword = SimulatedChassis::kPassword;
+const std::string kService = "ORX_ChassisFFDCService";
+
+using Parameters = std::map<std::string, TCIMValue>;
+
+boost::shared_ptr<TCMMNamespace> Allocate(const std::string& name = "root/cimv2")
+{
+    return boost::dynamic_pointer_cast<TCMMNamespace>(
+        TCMMNamespaceProvider::GetInstance()->AllocateNamespace(name, false, kNoOptions));
+}
+
+boost::shared_ptr<TCMMNamespace> Connect(const SimulatedChassis& chassis)
+{
+    const boost::shared_ptr<TCMMNamespace> nameSpace = Allocate();
+    nameSpace->connect("127.0.0.1", kUser, kPassword, chassis.Port());
+    return nameSpace;
+}
+
+std::vector<boost::shared_ptr<ICIMInstance>> Instances(TCMMNamespace& nameSpace,
+                                                       const std::string& className)
+{
+    std::vector<boost::shared_ptr<ICIMInstance>> instances;
+    nameSpace.GetClass(className, kNoOptions)
+        ->EnumerateInstances(TAddToVectorCallback<ICIMInstance>(instances), true, kNoOptions);
+    return instances;
+}
+
+std::string Text(const boost::shared_ptr<ICIMInstance>& instance, const std::string& property)
+{
+    return instance->GetProperty(property, kNoOptions)->GetValueAsString();
+}
+
+// Calls StartDataCollection for the data instance of this number, from 0; its outputs.
+Parameters Start(const boost::shared_ptr<TCMMNamespace>& nameSpace, std::size_t index)
+{
+    TCIMReference data(nameSpace, "ORX_ChassisFFDCData", kNoOptions);
+    TCIMValue id;
+    id.Set(Text(Instances(*nameSpace, "ORX_ChassisFFDCData").at(index), "InstanceID"));
+    data.AddKeyValue("InstanceID", id);
+    const auto service =
+        boost::dynamic_pointer_cast<TCMMClass>(nameSpace->GetClass(kService, kNoOptions));
+    Parameters outputs;
+    service->InvokeMethod(TCIMReference(nameSpace, kService, kNoOptions), "StartDataCollection",
+                          {{"DataCollectionType", TCIMValue(data)},
+                           {"RequestedScheme", TCIMValue("0x8002")},
+                           {"InitializationNeeded", TCIMValue(true)}},
+                          outputs, kNoOptions);
+    return outputs;
+}
+
+// The text of what this throws; empty when it throws nothing.
+std::string Failure(const std::function<void()>& action)
+{
+    try {
+        action();
+    } catch (const std::exception& e) {
+        return e.what();
+    }
+    return std::string();
+}
+
+std::vector<std::string> Names(TCMMNamespace& nameSpace, const std::string& base)
+{
+    std::vector<std::string> names;
+    nameSpace.EnumerateClassNames("root/cimv2", base, names, true);
+    return names;
+}
+
+TEST(ChassisTest, ModelIsReadAndMethodsReachTheInstanceTheyName)
+{
+    const SimulatedChassis chassis({"--location", "sftp://h/a b<&>", "--location", "sftp://h/2"});
+    const auto nameSpace = Connect(chassis);
+    EXPECT_THAT(Names(*nameSpace, "ORX_FFDCService"), ElementsAre(kService));
+    const auto software = Instances(*nameSpace, "CIM_SoftwareIdentity");
+    ASSERT_EQ(software.size(), 2u);
+    EXPECT_EQ(Text(software[0], "elementname"), "Geh\xC3\xA4use <switch> & \"Co\"");
+    EXPECT_EQ(Text(software[1], "VersionString"), "2.6.0");
+    EXPECT_EQ(Text(software[1], "MajorVersion"), "2");
+    EXPECT_EQ(software[1]->GetProperty("None", kNoOptions), nullptr);
+    EXPECT_EQ(Start(nameSpace, 0).at("CollectionLocation").ToString(10), "sftp://h/a b<&>");
+    EXPECT_EQ(Start(nameSpace, 1).at("CollectionLocation").ToString(10), "sftp://h/2");
+    EXPECT_THAT(chassis.Requests(),
+                Contains("StartDataCollection root/cimv2:ORX_ChassisFFDCService"));
+}
+
+TEST(ChassisTest, WhatCannotBeReachedOrRefusesTheLogInDoesNotConnect)
+{
+    const SimulatedChassis chassis({});
+    const struct {
+        const char* nameSpace;
+        std::string host;
+        std::string user;
+        std::string password;
+        int port;
+        const char* reason;
+    } cases[] = {
+        {"root/cimv2", "127.0.0.1", kUser, "wr0ng-one", chassis.Port(), "HTTP status 401"},
+        {"root/cimv2", "127.0.0.1", kUser + ":x", kPassword, chassis.Port(), "colon"},
+        {"root/other", "127.0.0.1", kUser, kPassword, chassis.Port(), "CIM_ERR_INVALID_NAMESPACE"},
+        {"root/cimv2", "127.0.0.1", kUser, kPassword, 1, "onnect"},
+        {"root/cimv2", "127.0.0.1", kUser, kPassword, -1, "no port -1"},
+        {"root/cimv2", "127.0.0.1/x?", kUser, kPassword, chassis.Port(), "no name and no address"},
+        {"root/cimv2", "", kUser, kPassword, chassis.Port(), "no name and no address"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.reason);
+        const auto nameSpace = Allocate(c.nameSpace);
+        const std::string failure =
+            Failure([&] { nameSpace->connect(c.host, c.user, c.password, c.port); });
+        EXPECT_THAT(failure, HasSubstr(c.reason));
+        EXPECT_THAT(failure, Not(HasSubstr(c.password)));
+        EXPECT_THAT(Failure([&] { Names(*nameSpace, "ORX_FFDCData"); }),
+                    HasSubstr("no connection"));
+        nameSpace->disconnect();
+    }
+    EXPECT_EQ(chassis.Count("(log-in refused)"), 1) << "an account may be locked by a second try";
+    EXPECT_EQ(Failure([&] { Allocate()->disconnect(); }), "");
+}
+
+TEST(ChassisTest, ProbeTakesAnyAnswerButRefusals)
+{
+    EXPECT_EQ(Failure([] { Connect(SimulatedChassis({"--fault", "GetClass=error:5"})); }), "");
+    EXPECT_THAT(Failure([] {
+                    Connect(SimulatedChassis({"--fault", "GetClass=error:2"}));
+                }),
+                HasSubstr("CIM_ERR_ACCESS_DENIED (2)"));
+    EXPECT_THAT(Failure([] {
+                    Connect(SimulatedChassis({"--fault", "GetClass=status:503"}));
+                }),
+                HasSubstr("HTTP status 503"));
+}
+
+TEST(ChassisTest, FailuresNameTheOperationAndTheReason)
+{
+    const struct {
+        const char* fault;
+        const char* reason;
+    } cases[] = {
+        {"EnumerateClassNames=error:1", "EnumerateClassNames: CIM_ERR_FAILED (1), As scripted <&>"},
+        {"EnumerateClassNames=status:500", "EnumerateClassNames: HTTP status 500"},
+        {"EnumerateClassNames=status:204", "EnumerateClassNames: HTTP status 204"},
+        {"EnumerateClassNames=cut", "EnumerateClassNames: "},
+        {"EnumerateClassNames=drop", "EnumerateClassNames: "},
+        {"EnumerateClassNames=huge", "EnumerateClassNames: the answer is too long"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.fault);
+        const SimulatedChassis chassis({"--fault", c.fault});
+        const auto nameSpace = Connect(chassis);
+        EXPECT_THAT(Failure([&] { Names(*nameSpace, "ORX_FFDCData"); }), StartsWith(c.reason));
+        EXPECT_THAT(Failure([&] { Instances(*nameSpace, "Nope"); }),
+                    StartsWith("GetClass: CIM_ERR_INVALID_CLASS (5)"));
+    }
+}
+
+TEST(ChassisTest, ReadingIsRepeatedOnceOnALostConnectionAndAMethodNever)
+{
+    const SimulatedChassis chassis({"--location", "sftp://h/1", "--fault",
+                                    "EnumerateClassNames=drop@1", "--fault",
+                                    "StartDataCollection=drop@1"});
+    const auto nameSpace = Connect(chassis);
+    EXPECT_THAT(Names(*nameSpace, "ORX_FFDCService"), ElementsAre(kService));
+    EXPECT_EQ(chassis.Count("EnumerateClassNames"), 2);
+    EXPECT_THAT(Failure([&] { Start(nameSpace, 0); }), StartsWith("StartDataCollection: "));
+    EXPECT_EQ(chassis.Count("StartDataCollection"), 1);
+    EXPECT_EQ(Start(nameSpace, 0).size(), 1u) << "the connection serves on";
+}
+
+TEST(ChassisTest, ChunkedAndLateAnswersAndMissingOutputsAreNoFailures)
+{
+    const SimulatedChassis chassis(
+        {"--location", "sftp://h/1", "--fault", "EnumerateInstances=chunked", "--fault",
+         "EnumerateClassNames=delay:1500", "--fault", "StartDataCollection=no-output"});
+    const auto nameSpace = Connect(chassis);
+    EXPECT_EQ(Names(*nameSpace, "ORX_FFDCService").size(), 1u);
+    EXPECT_TRUE(Start(nameSpace, 0).empty());
+}
+
+TEST(ChassisTest, AnswersThatAreNoneAreRefused)
+{
+    TemporaryDirectory scratch;
+    const std::string head = "<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\"><MESSAGE ID=\"@ID@\" "
+                             "PROTOCOLVERSION=\"1.0\"><SIMPLERSP>"
+                             "<IMETHODRESPONSE NAME=\"EnumerateClassNames\"><IRETURNVALUE>";
+    const std::string tail = "</IRETURNVALUE></IMETHODRESPONSE></SIMPLERSP></MESSAGE></CIM>";
+    const struct {
+        std::string body;
+        const char* result; // the class name or what the failure says
+    } cases[] = {
+        {head + "<CLASSNAME NAME=\"A&#228;\"/>" + tail, "A\xC3\xA4"},
+        {head + "<CLASSNAME NAME=\"A\"/>" + tail + " ", "A"},
+        {head + "<CLASSNAME NAME=\"A\"/></IRETURNVALUE>", "malformed"},
+        {head + "<CLASSNAME NAME=\"A\"" + tail, "malformed"},
+        {"", "malformed"},
+        {"<html/>", "no CIM document"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.body);
+        const SimulatedChassis chassis(
+            {"--fault", "EnumerateClassNames=replace:" + scratch.Write("answer", c.body)});
+        const auto nameSpace = Connect(chassis);
+        std::vector<std::string> names;
+        const std::string failure = Failure([&] { names = Names(*nameSpace, "ORX_FFDCData"); });
+        EXPECT_THAT(failure.empty() ? names.at(0) : failure, HasSubstr(c.result));
+    }
+}
+
+TEST(ChassisTest, HttpsIsVerifiedUnlessAnOptionSaysOtherwise)
+{
+    TemporaryDirectory scratch;
+    const std::string certificate = scratch / "certificate.pem";
+    const std::string key = scratch / "key.pem";
+    Program openssl({"/usr/bin/openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days",
+                     "2", "-subj", "/CN=chassis", "-addext", "subjectAltName=IP:127.0.0.1",
+                     "-keyout", key, "-out", certificate},
+                    {}, scratch.Path());
+    ASSERT_EQ(openssl.Wait(), 0) << openssl.Errors();
+    const SimulatedChassis chassis({"--certificate", certificate, "--key", key});
+    const auto connect = [&] { Connect(chassis); };
+    ::setenv("VXA_CIM_SCHEME", "https", 1);
+    EXPECT_THAT(Failure(connect), HasSubstr("certificate"));
+    ::setenv("VXA_CIM_CA_FILE", certificate.c_str(), 1);
+    EXPECT_EQ(Failure(connect), "");
+    ::setenv("VXA_CIM_PINNED_KEY", "sha256//AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA=", 1);
+    EXPECT_THAT(Failure(connect), HasSubstr("pinned"));
+    ::unsetenv("VXA_CIM_PINNED_KEY");
+    ::unsetenv("VXA_CIM_CA_FILE");
+    ::setenv("VXA_CIM_VERIFY", "off", 1);
+    EXPECT_EQ(Failure(connect), "");
+    ::unsetenv("VXA_CIM_VERIFY");
+    ::setenv("VXA_CIM_SCHEME", "gopher", 1);
+    EXPECT_THAT(Failure(connect), HasSubstr("VXA_CIM_SCHEME"));
+    ::unsetenv("VXA_CIM_SCHEME");
+}
+
+TEST(ChassisTest, LogSaysThatThePasswordIsReadableOnTheWireWithoutShowingIt)
+{
+    TemporaryDirectory scratch;
+    ASSERT_TRUE(OpenCoreLog(scratch / "log"));
+    const SimulatedChassis chassis({"--fault", "EnumerateClassNames=status:500"});
+    const auto nameSpace = Connect(chassis);
+    Failure([&] { Names(*nameSpace, kPassword); });
+    CloseCoreLog();
+    const std::string log = ContentsOf(scratch / "log");
+    EXPECT_THAT(log, HasSubstr("in the clear"));
+    EXPECT_THAT(log, HasSubstr("EnumerateClassNames: HTTP status 500"));
+    EXPECT_THAT(log, Not(HasSubstr(kPassword)));
+}
+
+// A client of other people's making understands the simulated chassis manager.
+TEST(ChassisTest, SimulatorIsUnderstoodByAForeignClient)
+{
+    const SimulatedChassis chassis({"--location", "sftp://h/1"});
+    const auto ask = [&](const std::vector<std::string>& words) {
+        TemporaryDirectory scratch;
+        std::vector<std::string> command = {"/usr/bin/wbemcli", words[0],
+                                            "http://" + kUser + ":" + kPassword +
+                                                "@127.0.0.1:" + std::to_string(chassis.Port()) +
+                                                "/root/cimv2:" + words[1]};
+        command.insert(command.end(), words.begin() + 2, words.end());
+        Program client(command, {}, scratch.Path());
+        EXPECT_EQ(client.Wait(), 0) << client.Errors();
+        return client.Output();
+    };
+    EXPECT_THAT(ask({"ecn", "ORX_FFDCData"}), HasSubstr(":ORX_ChassisFFDCData\n"));
+    EXPECT_THAT(ask({"ei", "CIM_SoftwareIdentity"}), HasSubstr("Geh\xC3\xA4use <switch> & "));
+    EXPECT_THAT(ask({"ein", "ORX_FFDCData"}), HasSubstr("InstanceID=\"ffdc <1> & "));
+    EXPECT_THAT(ask({"gc", "ORX_FFDCService"}), HasSubstr("ORX_FFDCService"));
+    EXPECT_THAT(ask({"cm", kService, "EndDataCollection"}), HasSubstr("EndDataCollection: 0"));
+}
+
+} // namespace

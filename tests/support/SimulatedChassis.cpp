@@ -1,0 +1,41 @@
+#include "tests/support/SimulatedChassis.h"
+
+#include <algorithm>
+#include <sstream>
+#include <stdexcept>
+
+SimulatedChassis::SimulatedChassis(const std::vector<std::string>& options)
+{
+    std::vector<std::string> words = {"./chassis_simulator", "--user", kUser, "--log",
+                                      m_scratch / "requests"};
+    words.insert(words.end(), options.begin(), options.end());
+    m_program = std::make_unique<Program>(
+        words, std::map<std::string, std::string>{{"CHASSIS_PASSWORD", kPassword}},
+        m_scratch.Path());
+    std::string output;
+    WaitUntil([&] {
+        output = m_program->Output();
+        return output.find('\n') != std::string::npos || !IsRunning(m_program->Pid());
+    });
+    if (output.compare(0, 5, "port ") != 0)
+        throw std::runtime_error("the chassis simulator does not start: " + m_program->Errors());
+    m_port = std::stoi(output.substr(5));
+}
+
+std::vector<std::string> SimulatedChassis::Requests() const
+{
+    std::vector<std::string> requests;
+    std::istringstream log(ContentsOf(m_scratch / "requests"));
+    for (std::string line; std::getline(log, line);)
+        requests.push_back(line);
+    return requests;
+}
+
+int SimulatedChassis::Count(const std::string& name) const
+{
+    const std::vector<std::string> requests = Requests();
+    return static_cast<int>(
+        std::count_if(requests.begin(), requests.end(), [&](const std::string& request) {
+            return request.compare(0, name.size() + 1, name + " ") == 0;
+        }));
+}
