@@ -45,7 +45,7 @@ target_compile_options(utils_flags INTERFACE -Wall -Wextra -Wpedantic -Werror)
 target_compile_definitions(utils_flags INTERFACE
   BOOST_ENABLE_ASSERT_HANDLER WIN32_LEAN_AND_MEAN NOMINMAX NOGDI)
 if(UTILS_SANITIZE)
-  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+  add_compile_options(-O1 -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
 endif()
 if(NOT WIN32)
