@@ -8,7 +8,7 @@ namespace NORXVXA20 {
 
 namespace {
 
-constexpr std::size_t kBufferSize = 256 * 1024;
+constexpr std::size_t kBufferSize = 64 * 1024;
 
 } // namespace
 
@@ -19,7 +19,7 @@ PartFile::PartFile(std::string finalPath, std::string partPath)
 bool PartFile::Begin()
 {
     m_file.reset();
-    m_hash = Sha256();
+    m_hash = FileDigest();
     m_size = 0;
     std::remove(m_partPath.c_str());
     m_file.reset(CreateNewFile(m_partPath));

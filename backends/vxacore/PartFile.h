@@ -1,6 +1,6 @@
 #pragma once
 
-#include "backends/vxacore/Sha256.h"
+#include "backends/vxacore/FileDigest.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -40,7 +40,7 @@ private:
     std::string m_finalPath;
     std::string m_partPath;
     std::unique_ptr<std::FILE, Closer> m_file;
-    Sha256 m_hash;
+    FileDigest m_hash;
     std::int64_t m_size = 0;
     std::string m_error;
     std::string m_digest;

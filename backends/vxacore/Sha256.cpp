@@ -95,11 +95,19 @@ std::string Sha256::Finish()
         padding[zeroEnd + i] = static_cast<unsigned char>(bits >> (56 - 8 * i));
     Add(padding, zeroEnd + 8);
 
+    unsigned char digest[32];
+    for (std::size_t i = 0; i < sizeof digest; ++i)
+        digest[i] = static_cast<unsigned char>(m_state[i / 4] >> (24 - i % 4 * 8));
+    return Hexadecimal(digest, sizeof digest);
+}
+
+std::string Hexadecimal(const unsigned char* bytes, std::size_t count)
+{
     const char* const digits = "0123456789abcdef";
     std::string text;
-    for (const std::uint32_t word : m_state) {
-        for (int shift = 28; shift >= 0; shift -= 4)
-            text += digits[word >> shift & 0xf];
+    for (std::size_t i = 0; i < count; ++i) {
+        text += digits[bytes[i] >> 4];
+        text += digits[bytes[i] & 0xf];
     }
     return text;
 }

@@ -7,7 +7,10 @@
 
 namespace NORXVXA20 {
 
-// SHA-256 of a stream of bytes (FIPS 180-4).
+// Bytes as lower-case hexadecimal digits.
+std::string Hexadecimal(const unsigned char* bytes, std::size_t count);
+
+// SHA-256 of a stream of bytes (FIPS 180-4), for where nothing faster is at hand; see FileDigest.
 class Sha256 {
 public:
     void Add(const void* bytes, std::size_t count);

@@ -1,9 +1,13 @@
 #include "tests/backends/vxacore/FileServer.h"
 
+#include <signal.h>
+
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <random>
 #include <stdexcept>
 
@@ -68,6 +72,25 @@ void Order(const std::string& verb)
     OutputOf(Setting("SP_CONTROL") + " sshd " + verb);
 }
 
+// To all that descend from a process.
+void SignalSessions(int process, int signal)
+{
+    const std::string path =
+        "/proc/" + std::to_string(process) + "/task/" + std::to_string(process);
+    std::ifstream children(path + "/children");
+    for (int child = 0; children >> child;) {
+        SignalSessions(child, signal);
+        ::kill(child, signal);
+    }
+}
+
+void SignalSessions(int signal)
+{
+    int server = 0;
+    std::ifstream(StateFile("sshd.pid")) >> server;
+    SignalSessions(server, signal);
+}
+
 int Logins()
 {
     return std::stoi(OutputOf(Setting("SP_CONTROL") + " sshd logins"));
@@ -87,12 +110,9 @@ void Clear()
 std::string Put(const std::string& name, std::size_t count, unsigned int seed)
 {
     std::mt19937_64 random(seed);
-    std::string bytes(count + sizeof(std::uint64_t), '\0');
-    for (std::size_t i = 0; i < count; i += sizeof(std::uint64_t)) {
-        const std::uint64_t word = random();
-        bytes.replace(i, sizeof word, reinterpret_cast<const char*>(&word), sizeof word);
-    }
-    bytes.resize(count);
+    std::vector<std::uint64_t> words(count / sizeof(std::uint64_t) + 1);
+    std::generate(words.begin(), words.end(), std::ref(random));
+    const std::string bytes(reinterpret_cast<const char*>(words.data()), count);
     std::ofstream(Served(name), std::ios::binary) << bytes;
     return bytes;
 }

@@ -16,6 +16,8 @@ std::string StateFile(const std::string& name);
 
 // start, stop, kill, pause or resume.
 void Order(const std::string& verb);
+// A signal to every connection that there is, and not to the server that takes new ones.
+void SignalSessions(int signal);
 // How many log-ins it has accepted.
 int Logins();
 

@@ -12,6 +12,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <signal.h>
 #include <sys/mount.h>
 
 #include <algorithm>
@@ -139,7 +140,7 @@ protected:
     // A file that is interrupted once, in its middle.
     void PutLargeFile(const std::function<void()>& inMidFile)
     {
-        m_contents = file_server::Put("file", 16 * kMiB);
+        m_contents = file_server::Put("file", 8 * kMiB);
         m_listener.inMidFile = inMidFile;
     }
     void ExpectWhole(const std::string& contents)
@@ -319,7 +320,7 @@ TEST_F(SftpTest, ResumesWithoutBytesTwice)
 TEST_F(SftpTest, BeginsAnewWhenTheRemoteFileHasChanged)
 {
     // Of the same size, and shorter than what had arrived.
-    for (const std::size_t size : {16 * kMiB, std::size_t{1000}}) {
+    for (const std::size_t size : {8 * kMiB, std::size_t{1000}}) {
         SCOPED_TRACE(size);
         std::string changed;
         PutLargeFile([&] {
@@ -364,19 +365,13 @@ TEST_F(SftpTest, SilentServerIsGivenUpWithinTheLimit)
 
 TEST_F(SftpTest, SilentConnectionIsMadeAnewAtHalfTheLimit)
 {
-    Limit(10);
-    std::thread waker;
-    PutLargeFile([&] {
-        file_server::Order("pause");
-        waker = std::thread([] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5700));
-            file_server::Order("resume");
-        });
-    });
+    Limit(8);
+    PutLargeFile([] { file_server::SignalSessions(SIGSTOP); });
     EXPECT_TRUE(Copy("file"));
-    waker.join();
+    file_server::SignalSessions(SIGCONT);
     ExpectWhole(m_contents);
-    EXPECT_GE(LastRecord().tries, 2);
+    EXPECT_EQ(LastRecord().tries, 2);
+    EXPECT_EQ(NewLogins(), 2);
 }
 
 TEST_F(SftpTest, KnownHostsFileDecidesBeforeAnybodyLogsIn)
@@ -460,3 +455,11 @@ TEST_F(SftpTest, PasswordOfACopyIsMaskedInEveryRecord)
 }
 
 } // namespace
+
+#if defined(__SANITIZE_ADDRESS__)
+// libcurl gives the session of a server that does not answer up without freeing it.
+extern "C" const char* __lsan_default_suppressions()
+{
+    return "leak:libssh2.so\nleak:libcrypto.so\n";
+}
+#endif
