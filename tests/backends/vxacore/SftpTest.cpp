@@ -458,7 +458,7 @@ TEST_F(SftpTest, PasswordOfACopyIsMaskedInEveryRecord)
 
 #if defined(__SANITIZE_ADDRESS__)
 // libcurl gives the session of a server that does not answer up without freeing it.
-extern "C" const char* __lsan_default_suppressions()
+extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions()
 {
     return "leak:libssh2.so\nleak:libcrypto.so\n";
 }
