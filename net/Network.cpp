@@ -99,8 +99,8 @@ bool IsNameByte(char c)
 
 bool IsInterfaceName(const std::string& taken)
 {
-    const std::size_t length = taken.find_last_not_of(" \t\r\n") + 1;
-    return length > 0 && std::all_of(taken.begin(), taken.begin() + length, IsNameByte);
+    const std::string name = taken.substr(0, taken.find_last_not_of(" \t\r\n") + 1);
+    return !name.empty() && std::all_of(name.begin(), name.end(), IsNameByte);
 }
 
 bool HasLink(const std::string& listing)

@@ -106,6 +106,7 @@ RunningProcess StartProcess(const std::string& commandLine, bool ownGroup)
 {
     std::vector<std::string> words = SplitWords(commandLine);
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);

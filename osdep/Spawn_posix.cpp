@@ -21,7 +21,7 @@ std::string VXAOSDep::SpawnProcess(const std::string& program,
                                    const std::vector<std::string>& arguments)
 {
     RunningProcess process = Start(program, arguments, false);
-    const std::string output = GetFileContents(process.Output().get(), std::string());
+    std::string output = GetFileContents(process.Output().get(), std::string());
     LogSpawnOutput(output);
     process.Output().reset();
     process.Wait();

@@ -84,7 +84,7 @@ std::string VXAOSDep::SpawnProcess(const std::string& program,
                                    const std::vector<std::string>& arguments)
 {
     Spawned spawned = Start(JoinCommandLine(program, arguments), 0);
-    const std::string output = GetFileContents(ToInteger(spawned.output.read), std::string());
+    std::string output = GetFileContents(ToInteger(spawned.output.read), std::string());
     LogSpawnOutput(output);
     spawned.output.read.reset();
     // The program's input stays open and silent until it has ended.

@@ -46,7 +46,7 @@ std::pair<double, double> Medians(int rounds, const std::function<void()>& first
         times[1].push_back(Time(second));
     }
     const auto median = [](std::vector<double>& values) {
-        std::nth_element(values.begin(), values.begin() + values.size() / 2, values.end());
+        std::sort(values.begin(), values.end());
         return values[values.size() / 2];
     };
     return {median(times[0]), median(times[1])};
