@@ -1,11 +1,14 @@
 #include "bench/xml/Documents.h"
 
 #include <fstream>
+#include <initializer_list>
 #include <iterator>
+#include <string_view>
 
 namespace {
 
 constexpr std::size_t kMegabyte = 1000000;
+constexpr std::size_t kRunSize = 65536;
 constexpr char kDeclaration[] = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n";
 
 struct PackagedDocument {
@@ -41,24 +44,30 @@ constexpr Property kProperties[] = {
     {"SystemName", "string", "node"},
 };
 
+void Append(std::string& text, std::initializer_list<std::string_view> pieces)
+{
+    for (const std::string_view piece : pieces)
+        text += piece;
+}
+
 // The answer to an enumeration of instances, as a chassis manager sends it.
 std::string CimResponse(std::size_t size)
 {
-    std::string text = std::string(kDeclaration) +
-                       "<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\">\n"
-                       "<MESSAGE ID=\"1001\" PROTOCOLVERSION=\"1.0\"><SIMPLERSP>"
-                       "<IMETHODRESPONSE NAME=\"EnumerateInstances\"><IRETURNVALUE>\n";
+    std::string text = kDeclaration;
+    text += "<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\">\n"
+            "<MESSAGE ID=\"1001\" PROTOCOLVERSION=\"1.0\"><SIMPLERSP>"
+            "<IMETHODRESPONSE NAME=\"EnumerateInstances\"><IRETURNVALUE>\n";
     for (int record = 1; text.size() < size; ++record) {
         const std::string number = std::to_string(record);
-        text +=
-            "<VALUE.NAMEDINSTANCE>\n<INSTANCENAME CLASSNAME=\"Demo_LogRecord\">\n"
-            "<KEYBINDING NAME=\"InstanceID\"><KEYVALUE VALUETYPE=\"string\">Demo:LogRecord:" +
-            number +
-            "</KEYVALUE></KEYBINDING>\n</INSTANCENAME>\n<INSTANCE CLASSNAME=\"Demo_LogRecord\">\n";
+        Append(text,
+               {"<VALUE.NAMEDINSTANCE>\n<INSTANCENAME CLASSNAME=\"Demo_LogRecord\">\n"
+                "<KEYBINDING NAME=\"InstanceID\"><KEYVALUE VALUETYPE=\"string\">Demo:LogRecord:",
+                number,
+                "</KEYVALUE></KEYBINDING>\n</INSTANCENAME>\n"
+                "<INSTANCE CLASSNAME=\"Demo_LogRecord\">\n"});
         for (const Property& property : kProperties)
-            text += std::string("<PROPERTY NAME=\"") + property.name + "\" TYPE=\"" +
-                    property.type + "\">\n<VALUE>" + property.value + number +
-                    "</VALUE>\n</PROPERTY>\n";
+            Append(text, {"<PROPERTY NAME=\"", property.name, "\" TYPE=\"", property.type,
+                          "\">\n<VALUE>", property.value, number, "</VALUE>\n</PROPERTY>\n"});
         text += "</INSTANCE>\n</VALUE.NAMEDINSTANCE>\n";
     }
     return text + "</IRETURNVALUE></IMETHODRESPONSE></SIMPLERSP></MESSAGE></CIM>\n";
@@ -70,9 +79,9 @@ std::string Attributes(std::size_t size)
     std::string text = std::string(kDeclaration) + "<inventory>\n";
     for (int part = 1; text.size() < size; ++part) {
         const std::string number = std::to_string(part);
-        text += "<part id=\"" + number + "\" name=\"Memory module\" slot=\"DIMM " + number +
-                "\" vendor=\"Example\" model=\"M393A2K40\" serial=\"S0" + number +
-                "\" firmware=\"1.42\" state=\"enabled\" health=\"ok\"/>\n";
+        Append(text, {"<part id=\"", number, "\" name=\"Memory module\" slot=\"DIMM ", number,
+                      "\" vendor=\"Example\" model=\"M393A2K40\" serial=\"S0", number,
+                      "\" firmware=\"1.42\" state=\"enabled\" health=\"ok\"/>\n"});
     }
     return text + "</inventory>\n";
 }
@@ -83,23 +92,23 @@ std::string Report(std::size_t size)
     std::string text = std::string(kDeclaration) + "<report>\n  <title>System report</title>\n";
     for (int section = 1; text.size() < size; ++section) {
         const std::string number = std::to_string(section);
-        text += "  <section id=\"s" + number + "\">\n    <heading>Adapter " + number +
-                "</heading>\n    <summary>The adapter answered all requests within the time "
-                "allowed and "
-                "reported no errors since it was started.</summary>\n    <table>\n";
+        Append(text, {"  <section id=\"s", number, "\">\n    <heading>Adapter ", number,
+                      "</heading>\n    <summary>The adapter answered all requests within the time "
+                      "allowed and reported no errors since it was started.</summary>\n"
+                      "    <table>\n"});
         for (const char* row : {"Firmware level", "Link speed", "Temperature", "Packets received"})
-            text += std::string("      <row>\n        <cell>") + row + "</cell>\n        <cell>" +
-                    number + "</cell>\n      </row>\n";
+            Append(text, {"      <row>\n        <cell>", row, "</cell>\n        <cell>", number,
+                          "</cell>\n      </row>\n"});
         text += "    </table>\n  </section>\n";
     }
     return text + "</report>\n";
 }
 
-// Runs of 64 KB, in lines, as of a log file put into a document.
+// Long runs, in lines, as of a log file put into a document.
 std::string LongText(std::size_t size)
 {
     std::string run;
-    while (run.size() < 64 * 1024)
+    while (run.size() < kRunSize)
         run += "2024-02-29 23:59:58.125 kernel: eth0: link is up, 1000 Mbps, full duplex, flow "
                "control\n";
     std::string text = std::string(kDeclaration) + "<logs>\n";

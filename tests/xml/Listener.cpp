@@ -4,7 +4,7 @@ void Listener::Start(const char* name, Map* attributes, unsigned int line)
 {
     std::string event = std::string("<") + name;
     for (const auto& [key, value] : *attributes)
-        event += " " + key + "=" + value;
+        event.append(" ").append(key).append("=").append(value);
     Edit(*attributes);
     Note(event, line);
 }
