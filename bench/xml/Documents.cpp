@@ -86,6 +86,10 @@ std::string Attributes(std::size_t size)
     return text + "</inventory>\n";
 }
 
+constexpr char kSummary[] =
+    "The adapter answered all requests within the time allowed and reported "
+    "no errors since it was started.";
+
 // Sections, headings and tables with short texts, indented; hardly any attribute.
 std::string Report(std::size_t size)
 {
@@ -93,9 +97,7 @@ std::string Report(std::size_t size)
     for (int section = 1; text.size() < size; ++section) {
         const std::string number = std::to_string(section);
         Append(text, {"  <section id=\"s", number, "\">\n    <heading>Adapter ", number,
-                      "</heading>\n    <summary>The adapter answered all requests within the time "
-                      "allowed and reported no errors since it was started.</summary>\n"
-                      "    <table>\n"});
+                      "</heading>\n    <summary>", kSummary, "</summary>\n    <table>\n"});
         for (const char* row : {"Firmware level", "Link speed", "Temperature", "Packets received"})
             Append(text, {"      <row>\n        <cell>", row, "</cell>\n        <cell>", number,
                           "</cell>\n      </row>\n"});
