@@ -81,6 +81,19 @@ unsigned int ParseRun::CountLineFeeds(const char* from, const char* to)
     return static_cast<unsigned int>(count);
 }
 
+// A failed search is remembered: every other level of a deep nesting could repeat it on all the
+// rest.
+bool ParseRun::MovePast(const char* mark, Missing& missing)
+{
+    TXmlParser& reader = m_reader;
+    if (missing.text == reader.m_pBuffer && !std::less<>()(reader.m_pCur, missing.from))
+        return false;
+    if (xmlscan::MovePast(reader.m_pCur, mark))
+        return true;
+    missing = {reader.m_pBuffer, reader.m_pCur};
+    return false;
+}
+
 // Nesting is kept on the heap: a text of opening tags alone must not exhaust the thread's stack.
 bool ParseRun::ReadElement()
 {

@@ -27,6 +27,10 @@ public:
     // The line feeds from..to of the document, also one that is hidden under an element name's NUL.
     static unsigned int CountLineFeeds(const char* from, const char* to);
 
+    // Past the next "?>" or "-->"; false without moving if there is none.
+    bool SkipToInstructionEnd() { return MovePast("?>", m_noInstructionEnd); }
+    bool SkipToCommentEnd() { return MovePast("-->", m_noCommentEnd); }
+
     MapCache& Maps() { return m_maps; }
 
 private:
@@ -46,6 +50,13 @@ private:
     using Map = MapCache::Map;
     class NameEnd;
 
+    // From where on a text does not hold a mark.
+    struct Missing {
+        const char* text = nullptr;
+        const char* from = nullptr;
+    };
+
+    bool MovePast(const char* mark, Missing& missing);
     bool ReadName();
     Step ReadStartTag();
     Step ReadItem();
@@ -62,6 +73,8 @@ private:
     ParseRun* const m_outer;
     std::vector<OpenElement> m_open;
     MapCache m_maps;
+    Missing m_noInstructionEnd;
+    Missing m_noCommentEnd;
     const char* m_countedText;
     const char* m_counted;
     unsigned int m_line = 1;

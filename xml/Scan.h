@@ -100,6 +100,16 @@ inline char* Next(char* p)
     return *p == '\0' ? p : p + 1;
 }
 
+// Moves p past the next mark, or leaves it where it is.
+inline bool MovePast(char*& p, const char* mark)
+{
+    char* const found = std::strstr(p, mark);
+    if (found == nullptr)
+        return false;
+    p = found + std::strlen(mark);
+    return true;
+}
+
 #if defined(__SSE2__)
 
 // Texts and values are searched sixteen bytes at a time. A block may reach beyond the end of the

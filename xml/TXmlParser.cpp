@@ -14,16 +14,6 @@ namespace {
 // Deliberate: the arguments of the two notifications are never real values.
 constexpr char kNoValue[] = "TBD";
 
-// Moves p past the next mark, or leaves it where it is.
-bool MovePast(char*& p, const char* mark)
-{
-    char* const found = std::strstr(p, mark);
-    if (found == nullptr)
-        return false;
-    p = found + std::strlen(mark);
-    return true;
-}
-
 // Moves p over the bytes of text one by one. On a difference it stays just after the byte that
 // differs.
 bool Consume(char*& p, const char* text)
@@ -152,7 +142,7 @@ bool TXmlParser::ParseMisc()
 
 bool TXmlParser::ParseProcessingInstruction()
 {
-    if (!MovePast(m_pCur, "?>"))
+    if (!ParseRun::Of(*this)->SkipToInstructionEnd())
         return false;
     OnProcessingInstruction(kNoValue, kNoValue);
     return true;
@@ -186,7 +176,7 @@ bool TXmlParser::SkipComment()
         m_pCur -= 4;
         return false;
     }
-    return MovePast(m_pCur, "-->");
+    return ParseRun::Of(*this)->SkipToCommentEnd();
 }
 
 bool TXmlParser::ParseJSSP()

@@ -145,6 +145,7 @@ TEST(TXmlParserTest, AttributesReachTheHandlerInLowerCaseAndAsWritten)
                     "1:<a\n1:error Unexpected character where element expected\n"},
         {"<a x=1>", "1:error Unexpected character after equals of attribute name\n"
                     "1:<a\n1:error Unexpected character where element expected\n"},
+        {"<a X=''", "1:error Unexpected character before end of element\n"},
         {"<a x='1", "1:error Unexpected character before end of element\n"},
         {"<a x='&", "1:error Unexpected character(&) in attribute value\n"
                     "1:error Unexpected character before end of element\n"},
@@ -215,6 +216,18 @@ TEST(TXmlParserTest, LinesCountALineFeedUnderTheNul)
               "2:<a\n3:'\n'\n5:<b x=1\n6:'\r\n'\n7:/b\n8:error Unknown entity reference\n8:/a\n");
     std::string document = "a\r\nb\n";
     ScriptedReader reader;
+    std::string goingBack = "<a>1\n\n\n2</a>";
+    reader.onText = [&](const std::string&) {
+        EXPECT_EQ(reader.GetCurLine(), 4u);
+        reader.UngetChar();
+        reader.UngetChar();
+        EXPECT_EQ(reader.GetCurLine(), 3u);
+        reader.GetChar();
+        reader.GetChar();
+        EXPECT_EQ(reader.GetCurLine(), 4u);
+    };
+    reader.Parse(goingBack.data());
+    reader = ScriptedReader();
     EXPECT_EQ(reader.GetCurLine(), 1u);
     reader.Parse(nullptr);
     EXPECT_EQ(reader.GetCurLine(), 1u);
@@ -348,6 +361,21 @@ TEST(TXmlParserTest, LinesOfManyErrorsTakeLinearTime)
     reader.onError = [&](const char*) { last = reader.GetCurLine(); };
     reader.Parse(document.data());
     EXPECT_EQ(last, 200000u);
+}
+
+TEST(TXmlParserTest, SearchesInVainTakeLinearTime)
+{
+    // Every second level tries again where the one inside it gave up.
+    for (const char* open : {"<!--", "<?"}) {
+        std::string document;
+        for (int i = 0; i < 600000; ++i)
+            document += "<a>";
+        for (int i = 0; i < 300000; ++i)
+            document += open;
+        ScriptedReader reader;
+        reader.Parse(document.data());
+        EXPECT_EQ(reader.trace.size(), 2 * 600000u);
+    }
 }
 
 TEST(TXmlParserTest, TagsOfKnownShapeAllocateNothing)
