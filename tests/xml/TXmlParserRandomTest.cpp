@@ -141,7 +141,7 @@ void Mutate(std::string& document, Random& random)
 TEST(TXmlParserRandomTest, DoesWhatTheModelDoesOnAnyDocument)
 {
     Random random(1);
-    for (int i = 0; i < 20000; ++i) {
+    for (int i = 0; i < 10000; ++i) {
         std::string document = RandomPieces(random);
         if (i % 2 != 0) {
             document = "<?xml?>\n" + RandomElement(random, 6);

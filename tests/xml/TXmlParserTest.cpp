@@ -14,7 +14,8 @@ std::size_t gAllocations = 0;
 
 } // namespace
 
-void* operator new(std::size_t size)
+// Kept out of line: inlined, the pairs look mismatched to the compiler.
+__attribute__((noinline)) void* operator new(std::size_t size)
 {
     ++gAllocations;
     if (void* const memory = std::malloc(size))
@@ -22,12 +23,12 @@ void* operator new(std::size_t size)
     throw std::bad_alloc();
 }
 
-void operator delete(void* memory) noexcept
+__attribute__((noinline)) void operator delete(void* memory) noexcept
 {
     std::free(memory);
 }
 
-void operator delete(void* memory, std::size_t) noexcept
+__attribute__((noinline)) void operator delete(void* memory, std::size_t) noexcept
 {
     std::free(memory);
 }
