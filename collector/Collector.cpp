@@ -8,10 +8,14 @@
 #include "collector/LookAhead.h"
 #include "collector/Options.h"
 #include "collector/ServiceProcessor.h"
+#include "collector/Upload.h"
+#include "collector/UsbLinks.h"
 #include "osdep/VXAOSDep.h"
 
-#include <cstdio>
+#include <cstdlib>
 #include <iostream>
+#include <optional>
+#include <utility>
 
 using NORXVXA20::TransferredFile;
 using NORXVXA20::VXAOSDep;
@@ -77,12 +81,9 @@ private:
     Clock::time_point m_shown;
 };
 
-// Looks ahead; false, with the reason said, when it is no use to begin.
-bool LookAhead(const Options& options)
+// Says what speaks against beginning, or for caution; false when it is no use to begin.
+bool IsGood(const Finding& finding)
 {
-    Finding finding = PrepareDirectory(options.out);
-    if (finding.refusal.empty())
-        finding.refusal = FindServiceProcessorFault();
     if (!finding.warning.empty())
         Say(finding.warning);
     if (!finding.refusal.empty())
@@ -95,14 +96,29 @@ std::int64_t SizeOnDisk(const std::string& path)
     return VXAOSDep::FileExists(path) ? static_cast<std::int64_t>(VXAOSDep::GetFileSize(path)) : -1;
 }
 
+// The child's log file, for the short times in which the parent has something to log.
+std::string LogPath(const Options& options)
+{
+    const char* const path = std::getenv("VXA_LOG_FILE");
+    return options.log.empty() && path != nullptr ? path : options.log;
+}
+
 int Collect(const Options& options, std::chrono::milliseconds silence)
 {
     OpenStandardStreams();
-    if (!LookAhead(options))
+    if (!IsGood(PrepareDirectory(options.out)))
+        return kNotStarted;
+    // Links that are up must go down again, so from then on a signal has to wait for its turn.
+    const bool hasLinks = !options.usbLan.empty();
+    if (hasLinks)
+        CatchStopRequests();
+    std::optional<UsbLinks> links(std::in_place, options.usbLan, LogPath(options), Say);
+    if (!IsGood({FindServiceProcessorFault(), ""}))
         return kNotStarted;
     // A log that the environment asks for belongs to the child alone from here on.
     NORXVXA20::CloseCoreLog();
-    CatchStopRequests();
+    if (!hasLinks)
+        CatchStopRequests();
 
     Ledger ledger;
     Progress progress;
@@ -115,6 +131,7 @@ int Collect(const Options& options, std::chrono::milliseconds silence)
             if (options.verbose)
                 progress.Show(*event);
         });
+    links.reset();
     const Outcome outcome = Conclude(ledger, end, options.out, silence, SizeOnDisk);
     for (const std::string& line : outcome.lines)
         Say(line);
@@ -131,5 +148,7 @@ int RunCollector(int argc, const char* const* argv, std::chrono::milliseconds si
         return exitCode;
     if (options->command == Options::Command::kChild)
         return RunCollectingProcess(*options);
+    if (options->command == Options::Command::kUpload)
+        return RunUpload(*options);
     return Collect(*options, silence);
 }

@@ -16,15 +16,45 @@ constexpr const char* kFooter =
     "  3    some of the files are missing; they are named on standard error\n"
     "  130  ended by Ctrl-C (128 + the number of the signal)";
 
+constexpr const char* kUploadFooter = "Exit codes:\n"
+                                      "  0    the file has arrived\n"
+                                      "  1    it has not, or you have cancelled\n"
+                                      "  2    wrong arguments, found before anything was started";
+
+void AddLog(CLI::App& command, Options& options)
+{
+    command
+        .add_option("--log", options.log, "Write the debug log to this file, behind what it holds")
+        ->type_name("FILE");
+}
+
 void AddOutput(CLI::App& command, Options& options)
 {
     command
         .add_option("--out", options.out, "Directory for the files; created when it is not there")
         ->required()
         ->type_name("DIR");
-    command
-        .add_option("--log", options.log, "Write the debug log to this file, behind what it holds")
+    AddLog(command, options);
+}
+
+void AddUpload(CLI::App& app, Options& options)
+{
+    CLI::App* upload = app.add_subcommand(
+        "upload", "Send a file over FTP, which is not encrypted; ten seconds to cancel by any key");
+    upload->add_option("FILE", options.file, "The file to send")->required()->type_name("");
+    CLI::Option_group* target = upload->add_option_group("Target");
+    target->add_option("--ftp", options.ftpServer, "A server of your own; without USER anonymously")
+        ->type_name("[USER@]HOST[:PORT]");
+    target->add_flag("--service", options.toService, "The maker's service");
+    target->require_option(1);
+    upload
+        ->add_option("--password-file", options.passwordFile,
+                     "File with USER's password in its first line; - for standard input")
         ->type_name("FILE");
+    upload->add_flag("--yes", options.yes, "Send at once");
+    AddLog(*upload, options);
+    upload->footer(kUploadFooter);
+    upload->callback([&] { options.command = Options::Command::kUpload; });
 }
 
 } // namespace
@@ -43,8 +73,15 @@ std::optional<Options> ReadOptions(int argc, const char* const* argv, int& exitC
     AddOutput(*processor, options);
     processor->add_flag("--verbose", options.verbose,
                         "Say on standard error what becomes of each file: bytes, tries, SHA-256");
+    processor
+        ->add_option("--usb-lan", options.usbLan,
+                     "Bring the LAN-over-USB links up first, and in the end restore, enable or "
+                     "disable them; without this they are not touched")
+        ->check(CLI::IsMember({"restore", "enable", "disable"}));
     processor->footer(kFooter);
     processor->callback([&] { options.command = Options::Command::kServiceProcessor; });
+
+    AddUpload(app, options);
 
     // An empty group hides it from the help.
     CLI::App* child = app.add_subcommand(kChildCommand, "")->group("");

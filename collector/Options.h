@@ -7,6 +7,7 @@
 struct Options {
     enum class Command {
         kServiceProcessor, // collect the service processor's FFDC
+        kUpload,           // send a file
         kChild,            // make the library call; started by the program itself
     };
 
@@ -14,7 +15,14 @@ struct Options {
     std::string out; // the directory for the files
     std::string log; // the file for the debug log; empty: none
     bool verbose = false;
-    std::string events; // the child's channel to its parent, as the operating system names it
+    std::string
+        usbLan;       // what becomes of the LAN-over-USB links: restore, enable, disable; or empty
+    std::string file; // to be sent
+    std::string ftpServer; // "[user@]host[:port]"
+    std::string passwordFile;
+    bool toService = false; // to the maker's drop in place of ftpServer
+    bool yes = false;       // without the time to cancel
+    std::string events;     // the child's channel to its parent, as the operating system names it
 };
 
 // Reads the command line. Nothing after a request that has been answered (help, version) and after

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include <csignal>
+#include <filesystem>
 #include <memory>
 
 using testing::EndsWith;
@@ -24,12 +25,26 @@ class FrameTest : public testing::Test {
 protected:
     std::unique_ptr<Program> Start(const std::string& script,
                                    std::map<std::string, std::string> environment = {},
-                                   std::vector<std::string> prefix = {})
+                                   std::vector<std::string> prefix = {},
+                                   const std::vector<std::string>& more = {})
     {
         environment["COLLECTOR_SCRIPT"] = script;
         std::vector<std::string> words = std::move(prefix);
         words.insert(words.end(), {kProgram, "service-processor", "--out", m_out});
-        return std::make_unique<Program>(words, environment, m_scratch.Path());
+        words.insert(words.end(), more.begin(), more.end());
+        const std::string outputs = m_scratch / ("run" + std::to_string(++m_runs));
+        std::filesystem::create_directory(outputs);
+        return std::make_unique<Program>(words, environment, outputs);
+    }
+    // The same with LAN-over-USB links, of which a control library from stubs/ knows two: node 0
+    // is up, node 1 down. It prints what it is asked to do, and when it is unloaded.
+    std::unique_ptr<Program> StartWithLinks(const std::string& asked, const std::string& script,
+                                            const std::string& library = "whole",
+                                            const std::string& fault = std::string())
+    {
+        const std::string folder = std::filesystem::current_path().string() + "/stubs/" + library;
+        return Start(script, {{"LD_LIBRARY_PATH", folder}, {"COLLECTOR_FAULT", fault}}, {},
+                     {"--usb-lan", asked});
     }
     // The process that a script's step has left behind in a file.
     pid_t NotedProcess()
@@ -41,6 +56,7 @@ protected:
 
     const TemporaryDirectory m_scratch;
     const std::string m_out = m_scratch / "new/out";
+    int m_runs = 0;
 };
 
 TEST_F(FrameTest, GoodCollectionPassesTheConsoleLinesOnUnchanged)
@@ -227,6 +243,55 @@ TEST_F(FrameTest, HelpAndVersionAreNoFaults)
     EXPECT_EQ(version.Wait(), 0);
     EXPECT_THAT(version.Output(), StartsWith("ffdc-collect "));
     EXPECT_EQ(version.Errors(), "");
+}
+
+TEST_F(FrameTest, LinksAreUpForTheCollectionAndThenAsAsked)
+{
+    struct Case {
+        const char* asked;
+        const char* after;
+    };
+    const Case cases[] = {{"restore", "down 1\n"}, {"enable", ""}, {"disable", "down 0\ndown 1\n"}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.asked);
+        const auto run = StartWithLinks(c.asked, "print:Running\n;deliver:a");
+        EXPECT_EQ(run->Wait(), 0);
+        EXPECT_THAT(run->Output(),
+                    StartsWith(std::string("up 1\nRunning\n") + c.after + "unloaded"));
+        EXPECT_THAT(run->Errors(), HasSubstr("LAN over USB, node 1: was disabled, now enabled\n"));
+    }
+}
+
+TEST_F(FrameTest, LinksArePutBackHoweverTheCollectionEnds)
+{
+    const auto crashed = StartWithLinks("restore", "print:Running\n;crash");
+    EXPECT_EQ(crashed->Wait(), 1);
+    EXPECT_THAT(crashed->Output(), StartsWith("up 1\nRunning\ndown 1\n"));
+    const auto refused = StartWithLinks("restore", "print:Running\n", "whole", "no device");
+    EXPECT_EQ(refused->Wait(), 2);
+    EXPECT_THAT(refused->Output(), StartsWith("up 1\ndown 1\n"));
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        SCOPED_TRACE(signal);
+        const auto run = StartWithLinks("restore", "print:Running\n;alive:600000");
+        EXPECT_TRUE(WaitUntil([&] { return run->Output() == "up 1\nRunning\n"; }));
+        run->Signal(signal);
+        run->Signal(SIGTERM);
+        EXPECT_EQ(run->Wait(), 128 + signal);
+        EXPECT_THAT(run->Output(), StartsWith("up 1\nRunning\ndown 1\n"));
+    }
+}
+
+TEST_F(FrameTest, WithoutLinksTheCollectionGoesOn)
+{
+    for (const char* library : {"none", "no_count"}) {
+        SCOPED_TRACE(library);
+        const auto run = StartWithLinks("restore", "print:Running\n;deliver:a", library);
+        EXPECT_EQ(run->Wait(), 0);
+        EXPECT_THAT(run->Output(), EndsWith("Running\n"));
+        EXPECT_THAT(run->Errors(), HasSubstr("VXA_USBLAN_INTERFACES"));
+    }
+    const auto wrong = StartWithLinks("sideways", "print:Running\n");
+    EXPECT_EQ(wrong->Wait(), 2);
 }
 
 } // namespace
