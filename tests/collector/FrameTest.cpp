@@ -264,6 +264,10 @@ TEST_F(FrameTest, LinksAreUpForTheCollectionAndThenAsAsked)
 
 TEST_F(FrameTest, LinksArePutBackHoweverTheCollectionEnds)
 {
+    const auto good = StartWithLinks("restore", "list:a;deliver:a");
+    EXPECT_EQ(good->Wait(), 0);
+    EXPECT_THAT(good->Errors(), HasSubstr("node 1: now disabled\nffdc-collect: 1 of 1 files"))
+        << "first the links, then the result";
     const auto crashed = StartWithLinks("restore", "print:Running\n;crash");
     EXPECT_EQ(crashed->Wait(), 1);
     EXPECT_THAT(crashed->Output(), StartsWith("up 1\nRunning\ndown 1\n"));
