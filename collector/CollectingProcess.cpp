@@ -2,11 +2,15 @@
 
 #include "backends/vxacore/CoreLog.h"
 #include "backends/vxacore/TransferRecord.h"
+#include "collector/Archive.h"
+#include "collector/Chassis.h"
 #include "collector/Event.h"
 #include "collector/ServiceProcessor.h"
+#include "common/Wipe.h"
 
 #include <cstdlib>
 #include <iostream>
+#include <iterator>
 
 using NORXVXA20::TransferredFile;
 
@@ -15,7 +19,9 @@ namespace {
 // Turns what the core library tells into events.
 class Reporter : public NORXVXA20::ITransferListener {
 public:
-    explicit Reporter(EventChannel& channel) : m_channel(channel) {}
+    Reporter(EventChannel& channel, const std::string& keepDirectory)
+        : m_channel(channel), m_keepDirectory(keepDirectory)
+    {}
 
     void OnNamesListed(const std::vector<std::string>& names) override
     {
@@ -42,6 +48,9 @@ public:
     }
     void OnFileDone(const TransferredFile& file) override
     {
+        // Here and now: the library may take the file away as soon as this returns.
+        if (file.complete && !m_keepDirectory.empty())
+            KeepArrived(file.localPath, m_keepDirectory);
         Event event;
         event.kind = Event::Kind::kDone;
         event.file = file;
@@ -56,11 +65,12 @@ public:
         event.text = reason;
         Send(event);
     }
-    void End(bool good)
+    void End(bool good, const std::string& text)
     {
         Event event;
         event.kind = Event::Kind::kEnded;
         event.good = good;
+        event.text = text;
         Send(event);
     }
 
@@ -68,17 +78,38 @@ private:
     void Send(const Event& event) { m_channel.Write(EncodeEvent(event)); }
 
     EventChannel& m_channel;
+    std::string m_keepDirectory;
 };
+
+// Makes the call that the options ask for.
+ChassisResult MakeCall(const Options& options)
+{
+    if (options.host.empty())
+        return {CaptureServiceProcessor(options.out), ""};
+    ChassisAccess access{options.host, options.user, "", options.port};
+    const ScopedWipe wipe(access.password);
+    access.password.assign(std::istreambuf_iterator<char>(std::cin), {});
+    return CollectChassis(access, options.out);
+}
 
 } // namespace
 
-ChildCommand CollectingProcess(const Options& options, std::chrono::milliseconds silence)
+ChildCommand CollectingProcess(const Options& options, const std::string& password,
+                               std::chrono::milliseconds silence)
 {
     ChildCommand command;
     // One word each: a value that begins with a dash is no option.
     command.arguments = {kChildCommand, "--out=" + options.out};
     if (!options.log.empty())
         command.arguments.push_back("--log=" + options.log);
+    if (options.command == Options::Command::kChassis) {
+        for (const std::string& word :
+             {"--host=" + options.host, "--user=" + options.user, "--keep=" + options.keep})
+            command.arguments.push_back(word);
+        if (options.port != 0)
+            command.arguments.push_back("--port=" + std::to_string(options.port));
+        command.input = password;
+    }
     command.silence = silence;
     return command;
 }
@@ -86,7 +117,7 @@ ChildCommand CollectingProcess(const Options& options, std::chrono::milliseconds
 int RunCollectingProcess(const Options& options)
 {
     EventChannel channel(options.events);
-    Reporter reporter(channel);
+    Reporter reporter(channel, options.keep);
     // The first sign of life ends a process whose parent has gone in the meantime.
     reporter.OnAlive();
     if (!options.log.empty() && !NORXVXA20::OpenCoreLog(options.log)) {
@@ -94,11 +125,11 @@ int RunCollectingProcess(const Options& options)
         return EXIT_FAILURE;
     }
     NORXVXA20::SetTransferListener(&reporter);
-    const bool good = CaptureServiceProcessor(options.out);
+    const ChassisResult result = MakeCall(options);
     NORXVXA20::SetTransferListener(nullptr);
     std::cout.flush();
-    reporter.End(good);
+    reporter.End(result.good, result.text);
     NORXVXA20::EndTransfers();
     NORXVXA20::CloseCoreLog();
-    return good ? EXIT_SUCCESS : EXIT_FAILURE;
+    return result.good ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -1,6 +1,8 @@
 #include "collector/Collector.h"
 
 #include "backends/vxacore/CoreLog.h"
+#include "collector/Archive.h"
+#include "collector/Chassis.h"
 #include "collector/ChildProcess.h"
 #include "collector/CollectingProcess.h"
 #include "collector/ExitCodes.h"
@@ -10,9 +12,12 @@
 #include "collector/ServiceProcessor.h"
 #include "collector/Upload.h"
 #include "collector/UsbLinks.h"
+#include "common/Wipe.h"
 #include "osdep/VXAOSDep.h"
 
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <optional>
 #include <utility>
@@ -103,6 +108,23 @@ std::string LogPath(const Options& options)
     return options.log.empty() && path != nullptr ? path : options.log;
 }
 
+// Runs the collecting process to its end, whatever that is.
+ChildEnd Watch(const Options& options, const std::string& password, Ledger& ledger,
+               std::chrono::milliseconds silence)
+{
+    // A log that the environment asks for belongs to the child alone from here on.
+    NORXVXA20::CloseCoreLog();
+    Progress progress;
+    return RunChild(CollectingProcess(options, password, silence), [&](const std::string& line) {
+        const std::optional<Event> event = DecodeEvent(line);
+        if (!event)
+            return;
+        ledger.Take(*event);
+        if (options.verbose)
+            progress.Show(*event);
+    });
+}
+
 int Collect(const Options& options, std::chrono::milliseconds silence)
 {
     OpenStandardStreams();
@@ -115,27 +137,85 @@ int Collect(const Options& options, std::chrono::milliseconds silence)
     std::optional<UsbLinks> links(std::in_place, options.usbLan, LogPath(options), Say);
     if (!IsGood({FindServiceProcessorFault(), ""}))
         return kNotStarted;
-    // A log that the environment asks for belongs to the child alone from here on.
-    NORXVXA20::CloseCoreLog();
     if (!hasLinks)
         CatchStopRequests();
 
     Ledger ledger;
-    Progress progress;
-    const ChildEnd end =
-        RunChild(CollectingProcess(options, silence), [&](const std::string& line) {
-            const std::optional<Event> event = DecodeEvent(line);
-            if (!event)
-                return;
-            ledger.Take(*event);
-            if (options.verbose)
-                progress.Show(*event);
-        });
+    const ChildEnd end = Watch(options, "", ledger, silence);
     links.reset();
     const Outcome outcome = Conclude(ledger, end, options.out, silence, SizeOnDisk);
     for (const std::string& line : outcome.lines)
         Say(line);
     return outcome.exitCode;
+}
+
+// The password from where the options say; nothing when there is none.
+std::optional<std::string> ReadPassword(const Options& options)
+{
+    if (options.passwordFile.empty()) {
+        const char* const value = std::getenv("FFDC_CHASSIS_PASSWORD");
+        return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
+    }
+    std::ifstream file(options.passwordFile);
+    std::string line;
+    if (!std::getline(file, line))
+        return std::nullopt;
+    if (!line.empty() && line.back() == '\r')
+        line.pop_back();
+    return line;
+}
+
+// Tests the archive and says what became of it. Returns whether what arrived is safely in it.
+bool JudgeArchive(const Ledger& ledger, const std::string& keepDirectory)
+{
+    if (!ledger.returned.value_or(false)) {
+        if (!ledger.returnedText.empty())
+            Say("the collection failed: " + ledger.returnedText);
+        return false;
+    }
+    const std::string fault = FindArchiveFault(ledger.returnedText, keepDirectory);
+    Say("the archive is " + ledger.returnedText + (fault.empty() ? "" : ", but " + fault));
+    return fault.empty();
+}
+
+int CollectFromChassis(Options options, std::chrono::milliseconds silence)
+{
+    OpenStandardStreams();
+    std::optional<std::string> password = ReadPassword(options);
+    if (!password) {
+        Say("no password: neither --password-file nor FFDC_CHASSIS_PASSWORD gives one");
+        return kNotStarted;
+    }
+    const ScopedWipe wipe(*password);
+    if (!IsGood(PrepareDirectory(options.out)) || !IsGood({FindChassisFault(), ""}))
+        return kNotStarted;
+    options.keep = MakeKeepDirectory(options.out);
+    if (options.keep.empty()) {
+        Say("cannot create a directory in " + options.out);
+        return kNotStarted;
+    }
+
+    CatchStopRequests();
+    Ledger ledger;
+    const ChildEnd end = Watch(options, *password, ledger, silence);
+    // What else the chassis manager's directory holds is not ours.
+    ledger.listed = std::vector<std::string>();
+    const auto keptSize = [&](const std::string& path) {
+        return SizeOnDisk(options.keep + VXAOSDep::gFileSeparator +
+                          VXAOSDep::GetFileNameFromPath(path));
+    };
+    const Outcome outcome = Conclude(ledger, end, options.out, silence, keptSize);
+    for (const std::string& line : outcome.lines)
+        Say(line);
+
+    std::error_code error;
+    if (ledger.refused || JudgeArchive(ledger, options.keep) ||
+        std::filesystem::is_empty(options.keep, error)) {
+        std::filesystem::remove_all(options.keep, error);
+        return outcome.exitCode;
+    }
+    Say("what arrived is in " + options.keep);
+    return outcome.exitCode == kEverythingIsHere ? kFilesMissing : outcome.exitCode;
 }
 
 } // namespace
@@ -150,5 +230,7 @@ int RunCollector(int argc, const char* const* argv, std::chrono::milliseconds si
         return RunCollectingProcess(*options);
     if (options->command == Options::Command::kUpload)
         return RunUpload(*options);
+    if (options->command == Options::Command::kChassis)
+        return CollectFromChassis(*options, silence);
     return Collect(*options, silence);
 }

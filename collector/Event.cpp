@@ -68,11 +68,11 @@ json ToJson(const Event& event, const char* name)
     case Event::Kind::kBegun:
         line["name"] = ToCharacters(event.file.name);
         break;
-    case Event::Kind::kRefused:
-        line["text"] = ToCharacters(event.text);
-        break;
     case Event::Kind::kEnded:
         line["good"] = event.good;
+        [[fallthrough]];
+    case Event::Kind::kRefused:
+        line["text"] = ToCharacters(event.text);
         break;
     }
     return line;

@@ -16,7 +16,7 @@ struct Event {
         kBytes,   // file: its name, the bytes received and expected
         kDone,    // file: everything that is known about it
         kRefused, // text: why the collection was not even begun
-        kEnded,   // good: what the library returned
+        kEnded,   // good: what the library returned; text: the archive or why there is none
     };
 
     Kind kind = Kind::kAlive;

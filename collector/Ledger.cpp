@@ -167,6 +167,7 @@ void Ledger::Take(const Event& event)
         break;
     case Event::Kind::kEnded:
         returned = event.good;
+        returnedText = event.text;
         break;
     }
 }

@@ -23,6 +23,7 @@ struct Ledger {
     std::map<std::string, File> asked;              // what the library asked for, by name
     std::optional<std::string> refused;             // why nothing was begun
     std::optional<bool> returned;                   // what the library returned, once it has
+    std::string returnedText;                       // the archive or why there is none
 };
 
 struct Outcome {

@@ -57,6 +57,15 @@ void AddUpload(CLI::App& app, Options& options)
     upload->callback([&] { options.command = Options::Command::kUpload; });
 }
 
+void AddChassis(CLI::App& command, Options& options)
+{
+    command.add_option("--host", options.host, "Name or address of the chassis manager");
+    command.add_option("--user", options.user, "Account on the chassis manager, for CIM and SFTP");
+    command.add_option("--port", options.port, "Its CIM port; 5989 is https")
+        ->default_str("5988")
+        ->check(CLI::Range(1, 65535));
+}
+
 } // namespace
 
 std::optional<Options> ReadOptions(int argc, const char* const* argv, int& exitCode)
@@ -81,12 +90,30 @@ std::optional<Options> ReadOptions(int argc, const char* const* argv, int& exitC
     processor->footer(kFooter);
     processor->callback([&] { options.command = Options::Command::kServiceProcessor; });
 
+    CLI::App* chassis = app.add_subcommand(
+        "chassis", "Collect the FFDC of a chassis management module into an archive");
+    AddOutput(*chassis, options);
+    AddChassis(*chassis, options);
+    chassis
+        ->add_option("--password-file", options.passwordFile,
+                     "File whose first line is the password; without it the environment variable "
+                     "FFDC_CHASSIS_PASSWORD is taken")
+        ->type_name("FILE");
+    chassis->add_flag("--verbose", options.verbose,
+                      "Say on standard error what becomes of each file: bytes, tries, SHA-256");
+    chassis->get_option("--host")->required();
+    chassis->get_option("--user")->required();
+    chassis->footer(kFooter);
+    chassis->callback([&] { options.command = Options::Command::kChassis; });
+
     AddUpload(app, options);
 
     // An empty group hides it from the help.
     CLI::App* child = app.add_subcommand(kChildCommand, "")->group("");
     AddOutput(*child, options);
+    AddChassis(*child, options);
     child->add_option("--events", options.events)->required();
+    child->add_option("--keep", options.keep);
     child->callback([&] { options.command = Options::Command::kChild; });
 
     try {

@@ -8,6 +8,7 @@ struct Options {
     enum class Command {
         kServiceProcessor, // collect the service processor's FFDC
         kUpload,           // send a file
+        kChassis,          // collect a chassis' FFDC into an archive
         kChild,            // make the library call; started by the program itself
     };
 
@@ -23,6 +24,10 @@ struct Options {
     bool toService = false; // to the maker's drop in place of ftpServer
     bool yes = false;       // without the time to cancel
     std::string events;     // the child's channel to its parent, as the operating system names it
+    std::string host; // the chassis manager; empty: the child collects from the service processor
+    std::string user;
+    int port = 0;
+    std::string keep; // where the child keeps what arrives
 };
 
 // Reads the command line. Nothing after a request that has been answered (help, version) and after

@@ -2,6 +2,7 @@
 // says what the call does and COLLECTOR_SILENCE_MS how long it may be silent.
 #include "backends/vxacore/CoreLog.h"
 #include "backends/vxacore/TransferRecord.h"
+#include "collector/Chassis.h"
 #include "collector/Collector.h"
 #include "collector/ServiceProcessor.h"
 #include "collector/Upload.h"
@@ -103,6 +104,19 @@ void Step(const std::string& word, const std::string& value)
 }
 
 } // namespace
+
+std::string FindChassisFault()
+{
+    return FindServiceProcessorFault();
+}
+
+// The script says what arrives; the archive is the file "archive" of the directory.
+ChassisResult CollectChassis(const ChassisAccess& access, const std::string& directory)
+{
+    if (!CaptureServiceProcessor(directory))
+        return {false, "refused for " + access.user};
+    return {true, directory + "/archive"};
+}
 
 std::string FindServiceProcessorFault()
 {
