@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # usage: ./demo.sh [--files DIR] [--out DIR]
-# Collects the FFDC of a simulated service processor: builds what is needed, starts the simulator in a
-# sandbox of its own, runs ffdc-collect against it and compares every file with its source.
+# Collects the FFDC of a simulated service processor and of a simulated chassis: builds what is needed, starts the
+# simulators in a sandbox of their own, runs ffdc-collect against them and compares every file with its source.
 #   --files DIR  serve the files in DIR instead of a small built-in set
-#   --out DIR    collect into DIR (default: build/demo/collected, emptied first)
+#   --out DIR    collect into DIR (default: build/demo/collected, emptied first); the chassis' archive goes beside it
 # Exit status: 0 every file arrived as it is; 1 something is missing or differs; 2 wrong arguments or a
 # missing requirement.
 set -euo pipefail
@@ -36,7 +36,7 @@ fi
 cd "$top"
 
 # shellcheck disable=SC2086
-install_packages $packages_build $packages_libraries $packages_peers
+install_packages $packages_build $packages_libraries $packages_peers zip unzip
 preset=demo
 if ! simulators/sandbox.sh --check; then
   [ "$(id -u)" -eq 0 ] || status=2 fail "without the sandbox this needs root"
@@ -99,8 +99,28 @@ done < <(find "$files" -mindepth 1 -maxdepth 1 ! -name '.*' -print0 | sort -z)
 
 say "The log, $log"
 tail -n 5 "$log"
-if [ "$result" -eq 0 ] && [ "$collected" -eq 0 ]; then
-  say "All $count files equal their sources"
-else
+[ "$result" -eq 0 ] && [ "$collected" -eq 0 ] ||
   fail "not everything arrived (ffdc-collect ended with $collected)"
-fi
+say "All $count files equal their sources"
+
+say "Collecting from the simulated chassis"
+chassis_out=$state/chassis
+rm -rf "$chassis_out"
+locations=()
+while IFS= read -r -d '' source; do
+  locations+=(--location "sftp://${SP_ADDRESS:-169.254.70.1}:115/download/ffdc/${source##*/}")
+done < <(find "$files" -mindepth 1 -maxdepth 1 -type f ! -name '.*' -print0 | sort -z)
+collected=0
+CHASSIS_PASSWORD=$SP_PASSWORD FFDC_CHASSIS_PASSWORD=$SP_PASSWORD SP_SERVERS=sshd \
+  simulators/sandbox.sh "$state/sandbox" simulators/chassis/run.sh \
+  "$state/bin/chassis_simulator" --user ffdcuser "${locations[@]}" -- \
+  "$state/bin/ffdc-collect" chassis --host 127.0.0.1 --user ffdcuser --port @PORT@ \
+  --out "$chassis_out" --log "$log" || collected=$?
+[ "$collected" -eq 0 ] || fail "ffdc-collect ended with $collected"
+
+archive=$(find "$chassis_out" -name 'FFDC_*.zip')
+say "The archive, $archive"
+unzip -t "$archive"
+unzip -q "$archive" -d "$chassis_out/unpacked"
+diff -r -x ".*" "$files" "$chassis_out/unpacked" || fail "the archive differs from what was served"
+say "Every member equals its source"
