@@ -5,7 +5,7 @@ cd "$(dirname "$(realpath "$0")")"
 . scripts/common.sh
 
 # shellcheck disable=SC2086
-install_packages $packages_build $packages_checks
+install_packages $packages_build $packages_libraries $packages_checks
 
 say "Formatting"
 git ls-files -z -- '*.cpp' '*.h' | xargs -0 clang-format --dry-run --Werror || fail "run clang-format -i on these files"

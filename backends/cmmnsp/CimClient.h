@@ -13,9 +13,9 @@ namespace NORXVXA20 {
 // CimFailure with the operation and the reason, and is logged as well.
 class CimClient {
 public:
-    // Port 5989 selects https, any other one http; docs/environment.md lists the options that change
-    // this and how an https server is verified. Throws CimFailure for a host, a user name or a
-    // port that cannot be right.
+    // Port 5989 selects https, any other one http; docs/environment.md lists the options that
+    // change this and how an https server is verified. Throws CimFailure for a host, a user name or
+    // a port that cannot be right.
     CimClient(const std::string& host, const std::string& user, const std::string& password,
               int port);
 
