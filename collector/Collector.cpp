@@ -9,6 +9,7 @@
 #include "collector/Ledger.h"
 #include "collector/LookAhead.h"
 #include "collector/Options.h"
+#include "collector/Password.h"
 #include "collector/ServiceProcessor.h"
 #include "collector/Upload.h"
 #include "collector/UsbLinks.h"
@@ -17,7 +18,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <optional>
 #include <utility>
@@ -149,20 +149,14 @@ int Collect(const Options& options, std::chrono::milliseconds silence)
     return outcome.exitCode;
 }
 
-// The password from where the options say; nothing when there is none.
-std::optional<std::string> ReadPassword(const Options& options)
+// The password from where the options say, else from the user; nothing when there is none.
+std::optional<std::string> ChassisPassword(const Options& options)
 {
-    if (options.passwordFile.empty()) {
-        const char* const value = std::getenv("FFDC_CHASSIS_PASSWORD");
-        return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
-    }
-    std::ifstream file(options.passwordFile);
-    std::string line;
-    if (!std::getline(file, line))
-        return std::nullopt;
-    if (!line.empty() && line.back() == '\r')
-        line.pop_back();
-    return line;
+    if (!options.passwordFile.empty())
+        return ReadPassword(options.passwordFile);
+    if (const char* const value = std::getenv("FFDC_CHASSIS_PASSWORD"))
+        return value;
+    return AskPassword("Password of " + options.user + " at " + options.host + ": ");
 }
 
 // Tests the archive and says what became of it. Returns whether what arrived is safely in it.
@@ -181,9 +175,10 @@ bool JudgeArchive(const Ledger& ledger, const std::string& keepDirectory)
 int CollectFromChassis(Options options, std::chrono::milliseconds silence)
 {
     OpenStandardStreams();
-    std::optional<std::string> password = ReadPassword(options);
+    std::optional<std::string> password = ChassisPassword(options);
     if (!password) {
-        Say("no password: neither --password-file nor FFDC_CHASSIS_PASSWORD gives one");
+        Say("no password: neither --password-file nor FFDC_CHASSIS_PASSWORD nor the terminal gives "
+            "one");
         return kNotStarted;
     }
     const ScopedWipe wipe(*password);

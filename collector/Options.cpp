@@ -96,8 +96,8 @@ std::optional<Options> ReadOptions(int argc, const char* const* argv, int& exitC
     AddChassis(*chassis, options);
     chassis
         ->add_option("--password-file", options.passwordFile,
-                     "File whose first line is the password; without it the environment variable "
-                     "FFDC_CHASSIS_PASSWORD is taken")
+                     "File whose first line is the password, - for standard input; without it the "
+                     "environment variable FFDC_CHASSIS_PASSWORD is taken, else you are asked")
         ->type_name("FILE");
     chassis->add_flag("--verbose", options.verbose,
                       "Say on standard error what becomes of each file: bytes, tries, SHA-256");

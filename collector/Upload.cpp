@@ -2,12 +2,13 @@
 
 #include "backends/vxacore/CoreLog.h"
 #include "collector/ExitCodes.h"
+#include "collector/Password.h"
 #include "common/Wipe.h"
 #include "net/Upload.h"
 #include "osdep/VXAOSDep.h"
 
-#include <fstream>
 #include <iostream>
+#include <optional>
 
 using NORXVXA20::VXAOSDep;
 
@@ -17,15 +18,6 @@ int Refuse(const std::string& reason)
 {
     std::cerr << "ffdc-collect: " + reason + "\n" << std::flush;
     return kNotStarted;
-}
-
-// The first line of a file, or of standard input for "-"; false when there is none.
-bool ReadPassword(const std::string& path, std::string& password)
-{
-    if (path == "-")
-        return static_cast<bool>(std::getline(std::cin, password));
-    std::ifstream file(path);
-    return static_cast<bool>(std::getline(file, password));
 }
 
 int Upload(const Options& options, const std::string& server)
@@ -52,8 +44,10 @@ int RunUpload(const Options& options)
     if (!options.passwordFile.empty()) {
         if (at == std::string::npos)
             return Refuse("a password needs a user: --ftp USER@HOST");
-        if (!ReadPassword(options.passwordFile, password))
+        std::optional<std::string> given = ReadPassword(options.passwordFile);
+        if (!given)
             return Refuse("no password in " + options.passwordFile);
+        password.swap(*given);
         NORXVXA20::RegisterSecret(password);
     }
     if (!options.log.empty() && !NORXVXA20::OpenCoreLog(options.log))
