@@ -38,7 +38,7 @@ for preset in "${presets[@]}"; do
     mkdir -p "$WINEPREFIX"
     cmake/wine-run.sh cmd /c exit
   fi
-  (cd "build/$preset" && ctest --output-on-failure --output-junit ctest.xml) || status=1
+  (cd "build/$preset" && ctest -j2 --output-on-failure --output-junit ctest.xml) || status=1
 done
 
 say "Results of ${presets[*]}"

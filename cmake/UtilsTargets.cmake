@@ -137,7 +137,8 @@ function(utils_test name)
     TIMEOUT ${arg_TIMEOUT} SKIP_RETURN_CODE 77
     ENVIRONMENT "GTEST_OUTPUT=xml:${CMAKE_BINARY_DIR}/results/${name}.xml;UTILS_MODULE=${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/ffdc_module.so")
   if(arg_SANDBOX)
-    set_tests_properties(${name} PROPERTIES LABELS road)
+    # The longest first, where several run side by side.
+    set_tests_properties(${name} PROPERTIES LABELS road COST 100)
   else()
     set_tests_properties(${name} PROPERTIES LABELS unit)
   endif()
