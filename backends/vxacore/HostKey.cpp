@@ -12,7 +12,7 @@ namespace NORXVXA20 {
 namespace {
 
 constexpr long kConnectLimit = 10; // seconds
-constexpr int kLibraryLevel = 3;
+constexpr int kWarningLevel = 1;   // never that of the library, whose lines are fixed
 
 std::string Option(const char* name)
 {
@@ -70,7 +70,7 @@ bool EndsWithinLine(const std::string& path)
 void LogLine(const std::string& message)
 {
     if (ILogger* logger = TRootObject::GetCoreLogger())
-        logger->Log(kLibraryLevel, message);
+        logger->Log(kWarningLevel, message);
 }
 
 HostKeyRule::HostKeyRule(const SftpLocation& location)

@@ -39,7 +39,7 @@ private:
     std::string m_refusal;
 };
 
-// One line to the core log, at the library's level.
+// One line to the core log, as a warning.
 void LogLine(const std::string& message);
 
 } // namespace NORXVXA20
