@@ -1,6 +1,7 @@
 #include "collector/Ledger.h"
 
 #include "collector/ExitCodes.h"
+#include "common/Strings.h"
 #include "osdep/VXAOSDep.h"
 
 #include <algorithm>
@@ -18,15 +19,6 @@ struct Item {
     bool byOtherName = false;           // the library asked without the blanks around the name
 };
 
-std::string WithoutBlanks(const std::string& name)
-{
-    const char* const blanks = " \t\r\n";
-    const std::size_t first = name.find_first_not_of(blanks);
-    if (first == std::string::npos)
-        return std::string();
-    return name.substr(first, name.find_last_not_of(blanks) - first + 1);
-}
-
 // What was listed, and behind it what was asked for without having been listed.
 std::vector<Item> ItemsOf(const Ledger& ledger)
 {
@@ -35,7 +27,8 @@ std::vector<Item> ItemsOf(const Ledger& ledger)
     for (const auto& [name, file] : ledger.asked)
         left[name] = &file;
     for (const std::string& name : ledger.listed.value_or(std::vector<std::string>())) {
-        const std::string usual = WithoutBlanks(name);
+        std::string usual = name;
+        TrimString(usual); // as the library does it
         const auto found = ledger.asked.find(usual);
         const bool isAsked = found != ledger.asked.end();
         items.push_back({name, isAsked ? &found->second : nullptr, usual != name});

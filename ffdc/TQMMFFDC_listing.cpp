@@ -2,6 +2,7 @@
 #include "ffdc/TQMMFFDC.h"
 
 #include "common/Log.h"
+#include "common/Strings.h"
 #include "common/Wipe.h"
 #include "osdep/DynamicLibrary.h"
 #include "platform/curl/Curl.h"
@@ -21,7 +22,7 @@ thread_local bool entryIsOpen = false;
 // Collects the names of a listing; libcurl's write callback.
 std::size_t AppendName(char* data, std::size_t size, std::size_t count, void* userdata)
 {
-    const std::string text(data, ::strnlen(data, size * count));
+    std::string text(data, ::strnlen(data, size * count));
     const bool isLineEnd = text == "\n" || text == "\r\n";
     if (isLineEnd && entryIsOpen) {
         entryIsOpen = false;
@@ -31,12 +32,8 @@ std::size_t AppendName(char* data, std::size_t size, std::size_t count, void* us
     // Deliberate: the dot is looked for before blanks are stripped.
     if (text.compare(0, 1, ".") == 0)
         return count;
-    const char* const blanks = " \t\r\n";
-    const std::size_t first = text.find_first_not_of(blanks);
     // Deliberate: an entry of nothing but blanks is kept as an empty name.
-    static_cast<std::vector<std::string>*>(userdata)->push_back(
-        first == std::string::npos ? std::string()
-                                   : text.substr(first, text.find_last_not_of(blanks) - first + 1));
+    static_cast<std::vector<std::string>*>(userdata)->push_back(TrimString(text));
     return count;
 }
 

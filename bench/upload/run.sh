@@ -15,10 +15,10 @@ vsftpd=${UTILS_PEERS:-$top/build/peers}/usr/sbin/vsftpd
 work=$(mktemp -d)
 # The server ends when its standard input, our descriptor 3, is closed.
 trap 'exec 3>&-; wait; rm -rf "$work"' EXIT
-mkdir -m 755 "$work/root"
+mkdir -m 755 "$work/served"
 chmod 755 "$work"
 mkfifo "$work/stdin"
-/usr/bin/python3 "$top/tests/backends/ftp/vsftpd_server.py" "$work/root" "$work/port" "$vsftpd" < "$work/stdin" &
+/usr/bin/python3 "$top/tests/backends/ftp/vsftpd_server.py" "$work/served" "$work/port" "$vsftpd" < "$work/stdin" &
 exec 3> "$work/stdin"
 for ((i = 0; i < 100; ++i)); do
   [ ! -e "$work/port" ] || break
@@ -40,10 +40,10 @@ median() { sort -n "$work/times.$1" | awk '{ t[NR] = $1 } END { print t[int((NR 
 
 for ((round = 0; round < rounds; ++round)); do
   timed curl curl -sS --noproxy '*' -T "$work/file" "ftp://$server/drop/curl"
-  cmp "$work/file" "$work/root/drop/curl"
+  cmp "$work/file" "$work/served/drop/curl"
   timed ours "$program" "$server" "$work/file" drop/ours
-  cmp "$work/file" "$work/root/drop/ours"
-  rm -f "$work/root/drop/"{curl,ours}
+  cmp "$work/file" "$work/served/drop/ours"
+  rm -f "$work/served/drop/"{curl,ours}
 done
 awk -v curl="$(median curl)" -v ours="$(median ours)" -v mib="$mib" 'BEGIN {
   printf "upload of %d MiB, medians: curl %.3f s, ours %.3f s, ratio %.2f\n", mib, curl, ours, ours / curl
