@@ -9,6 +9,10 @@ namespace NORXVXA20 {
 namespace {
 
 constexpr long kConnectLimit = 10; // seconds, log-in included
+// Never reached. Deliberate: without any limit libcurl does not wait while it closes a remote file,
+// it spins, and on two processors keeps the server from the one that it needs: a small file then
+// takes three times as long.
+constexpr long kTotalLimit = 20L * 24 * 60 * 60; // seconds
 constexpr long kBufferSize = 512L * 1024;
 constexpr std::chrono::seconds kKeptUnused{60};
 
@@ -75,6 +79,7 @@ void SftpConnection::SetUp()
     // Not the keys and the agent of whoever runs this.
     m_easy->SetNumber(curl::kSshAuthTypes, curl::kSshAuthPassword | curl::kSshAuthKeyboard);
     m_easy->SetNumber(curl::kConnectTimeout, kConnectLimit);
+    m_easy->SetNumber(curl::kTimeout, kTotalLimit);
     m_easy->SetNumber(curl::kBufferSize, kBufferSize);
     m_easy->SetNumber(curl::kPathAsIs, 1);
     m_hostKeys.ApplyTo(*m_easy);
