@@ -17,6 +17,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <optional>
 
 namespace {
@@ -115,6 +116,7 @@ public:
                 end = {ChildEnd::Cause::kSilent, 0};
         }
         const ChildEnd own = EndGroup();
+        EndOrphans();
         TakeTheRest(end.cause == ChildEnd::Cause::kSignalled);
         return end.cause == ChildEnd::Cause::kExited ? own : end;
     }
@@ -218,6 +220,21 @@ private:
         return {ChildEnd::Cause::kExited, WEXITSTATUS(status)};
     }
 
+    // Ends the programs that the child has started, which have groups of their own, and theirs in
+    // turn. This process has adopted them when their parent ended, see RunChild.
+    static void EndOrphans()
+    {
+        for (bool found = true; found;) {
+            found = false;
+            std::ifstream children("/proc/thread-self/children");
+            for (pid_t child = 0; children >> child; found = true) {
+                ::kill(child, SIGKILL);
+                while (::waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+                }
+            }
+        }
+    }
+
     // Takes and passes on what the child has said last. Somebody who does not read is waited for,
     // but not when asked to stop.
     void TakeTheRest(bool isStopping)
@@ -287,6 +304,7 @@ ChildEnd RunChild(ChildCommand command, const std::function<void(const std::stri
     std::vector<std::string> arguments = {"ffdc-collect"};
     arguments.insert(arguments.end(), command.arguments.begin(), command.arguments.end());
     arguments.push_back("--events=" + std::to_string(kEventDescriptor));
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
     pid_t child = 0;
     const int error = Spawn(arguments, *input, *output, *events, child);
     if (error != 0)

@@ -80,8 +80,9 @@ void Step(const std::string& word, const std::string& value)
             gListener->OnAlive();
             Pause(100);
         }
-    } else if (word == "fork") { // a program of the library's that outlives it
+    } else if (word == "fork") { // a program of the library's, in a group of its own
         if (::fork() == 0) {
+            ::setpgid(0, 0);
             std::ofstream(gDirectory + "/pid") << ::getpid() << std::flush;
             Pause(std::atoi(value.c_str()));
             ::_exit(0);
