@@ -2,6 +2,7 @@
 
 #include "common/Log.h"
 #include "common/TVXAException.h"
+#include "osdep/Process.h"
 #include "platform/vxacore/TRootObject.h"
 
 namespace NORXVXA20 {
@@ -30,9 +31,15 @@ void LogSpawnOutput(const std::string& output)
     DebugLog("VXAOSDep::SpawnProcess Debug (win toss): GetFileContents() Returned: " + output);
 }
 
-void LogSpawnLimit()
+std::string ReadWithinLimit(RunningProcess& process, int limit)
 {
-    DebugLog("VXAOSDep::SpawnProcess ERROR: time limit reached");
+    std::string output;
+    if (!process.ReadToEnd({std::chrono::seconds(limit), {}, {}}, output)) {
+        process.End();
+        DebugLog("VXAOSDep::SpawnProcess ERROR: time limit reached");
+    }
+    LogSpawnOutput(output);
+    return output;
 }
 
 } // namespace NORXVXA20

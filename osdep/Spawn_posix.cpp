@@ -32,13 +32,7 @@ std::string VXAOSDep::SpawnProcess(const std::string& program,
                                    const std::vector<std::string>& arguments, int limit)
 {
     RunningProcess process = Start(program, arguments, true);
-    std::string output;
-    if (!process.ReadToEnd({std::chrono::seconds(limit), {}, {}}, output)) {
-        process.End();
-        LogSpawnLimit();
-    }
-    LogSpawnOutput(output);
-    return output;
+    return ReadWithinLimit(process, limit);
 }
 
 } // namespace NORXVXA20

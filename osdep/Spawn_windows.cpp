@@ -101,13 +101,7 @@ std::string VXAOSDep::SpawnProcess(const std::string& program,
         FailSpawnSetUp("CreateProcess Failed");
     RunningProcess process(std::move(spawned.process), std::move(spawned.output.read),
                            std::move(job));
-    std::string output;
-    if (!process.ReadToEnd({std::chrono::seconds(limit), {}, {}}, output)) {
-        process.End();
-        LogSpawnLimit();
-    }
-    LogSpawnOutput(output);
-    return output;
+    return ReadWithinLimit(process, limit);
 }
 
 } // namespace NORXVXA20

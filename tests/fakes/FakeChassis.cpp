@@ -9,13 +9,6 @@
 
 #include <stdexcept>
 
-FakeChassis gChassis;
-
-void FakeChassis::Reset()
-{
-    *this = FakeChassis();
-}
-
 void FakeChassis::Note(const std::string& call)
 {
     calls.push_back(call);

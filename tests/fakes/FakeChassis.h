@@ -11,7 +11,7 @@ struct FakeChassis {
     using Properties = std::map<std::string, std::string>;
     using Parameters = std::map<std::string, std::string>;
 
-    void Reset();
+    void Reset() { *this = FakeChassis(); }
     // Writes the call down and fails it if a test asked for that.
     void Note(const std::string& call);
 
@@ -25,4 +25,4 @@ struct FakeChassis {
     std::vector<std::string> calls;
 };
 
-extern FakeChassis gChassis;
+inline FakeChassis gChassis;

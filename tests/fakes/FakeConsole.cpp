@@ -2,13 +2,6 @@
 
 #include "platform/vxacore/TOSSpecific.h"
 
-FakeConsole gConsole;
-
-void FakeConsole::Reset()
-{
-    *this = FakeConsole();
-}
-
 namespace NORXVXA20 {
 
 void TOSSpecific::USleep(unsigned int milliseconds)

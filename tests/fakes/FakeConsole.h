@@ -11,11 +11,11 @@ struct FakeConsole {
         int code;                    // -1: a key waits, but reading it gives nothing
     };
 
-    void Reset();
+    void Reset() { *this = FakeConsole(); }
 
     std::deque<Key> keys; // in the order of their times
     unsigned long long slept = 0;
     std::vector<unsigned int> sleeps;
 };
 
-extern FakeConsole gConsole;
+inline FakeConsole gConsole;

@@ -4,19 +4,12 @@
 
 #include <algorithm>
 
-FakeDriver gDriver;
-
 namespace {
 
 constexpr int kHeader = 9;
 constexpr int kRequestBytes = 15;
 
 } // namespace
-
-void FakeDriver::Reset()
-{
-    *this = FakeDriver();
-}
 
 std::vector<unsigned char> FakeDriver::Credential(const std::string& user,
                                                   const std::string& password)

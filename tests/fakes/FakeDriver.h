@@ -12,7 +12,7 @@ struct FakeDriver {
         bool sent = true; // false: the transport fails
     };
 
-    void Reset();
+    void Reset() { *this = FakeDriver(); }
     // Data of a credential answer: two strings, each behind its length.
     static std::vector<unsigned char> Credential(const std::string& user,
                                                  const std::string& password);
@@ -23,4 +23,4 @@ struct FakeDriver {
     std::vector<std::vector<int>> parameters;             // index asked for, length, size, flag
 };
 
-extern FakeDriver gDriver;
+inline FakeDriver gDriver;

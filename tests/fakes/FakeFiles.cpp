@@ -5,13 +5,6 @@
 
 #include <filesystem>
 
-FakeFiles gFiles;
-
-void FakeFiles::Reset()
-{
-    *this = FakeFiles();
-}
-
 namespace NORXVXA20 {
 
 TCIMDateTime TOSSpecific::GetLocalTime()

@@ -12,7 +12,7 @@ struct FakeFiles {
         int limit;
     };
 
-    void Reset();
+    void Reset() { *this = FakeFiles(); }
 
     std::function<void(const std::string& call)>
         onCall; // "DirExists", "CreateDir", "ListDir"; may throw
@@ -21,4 +21,4 @@ struct FakeFiles {
     std::vector<Program> programs;
 };
 
-extern FakeFiles gFiles;
+inline FakeFiles gFiles;

@@ -2,13 +2,6 @@
 
 #include "osdep/DynamicLibrary.h"
 
-FakeLoader gLoader;
-
-void FakeLoader::Reset()
-{
-    *this = FakeLoader();
-}
-
 void* LoadDynamicLibrary(const char* name)
 {
     gLoader.calls.push_back(std::string("load ") + name);

@@ -8,10 +8,10 @@
 struct FakeLoader {
     using Exports = std::map<std::string, void*>;
 
-    void Reset();
+    void Reset() { *this = FakeLoader(); }
 
     std::map<std::string, Exports> libraries; // by the name under which they are asked for
     std::vector<std::string> calls;           // "load X", "find X", "unload"
 };
 
-extern FakeLoader gLoader;
+inline FakeLoader gLoader;

@@ -6,8 +6,6 @@
 #include <algorithm>
 #include <map>
 
-FakeLog gLog;
-
 namespace {
 
 class RecordingLogger : public NORXVXA20::ILogger {
@@ -19,11 +17,6 @@ public:
 };
 
 } // namespace
-
-void FakeLog::Reset()
-{
-    *this = FakeLog();
-}
 
 std::vector<std::string> FakeLog::Messages() const
 {

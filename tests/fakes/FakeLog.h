@@ -10,7 +10,7 @@ struct FakeLog {
         std::string message;
     };
 
-    void Reset();
+    void Reset() { *this = FakeLog(); }
     // The messages in order, whatever their level.
     std::vector<std::string> Messages() const;
     bool Holds(const std::string& message) const;
@@ -20,4 +20,4 @@ struct FakeLog {
     std::vector<Record> records;
 };
 
-extern FakeLog gLog;
+inline FakeLog gLog;

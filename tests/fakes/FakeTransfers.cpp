@@ -2,13 +2,6 @@
 
 #include "platform/vxacore/TOSSpecific.h"
 
-FakeTransfers gTransfers;
-
-void FakeTransfers::Reset()
-{
-    *this = FakeTransfers();
-}
-
 namespace NORXVXA20 {
 
 bool TOSSpecific::sFTPFileFromORX(std::string remote, std::string localPath, std::string fileName)
@@ -17,9 +10,21 @@ bool TOSSpecific::sFTPFileFromORX(std::string remote, std::string localPath, std
     return gTransfers.answer ? gTransfers.answer(gTransfers.copies.back()) : true;
 }
 
+bool TOSSpecific::FTPFile(std::string server, std::string localFile, std::string remoteName)
+{
+    gTransfers.uploads.push_back({server, localFile, remoteName});
+    return gTransfers.uploadAnswer ? gTransfers.uploadAnswer() : true;
+}
+
+int TOSSpecific::DetectHostnameAvailable(std::string host, std::string port)
+{
+    gTransfers.probes.push_back(host + ":" + port);
+    return gTransfers.probeAnswer;
+}
+
 std::string TOSSpecific::GetVXARootPath()
 {
-    return gTransfers.rootPath;
+    return "/tool";
 }
 
 } // namespace NORXVXA20

@@ -4,8 +4,6 @@
 
 #include <cstdarg>
 
-FakeCurl gCurl;
-
 namespace {
 
 int easy; // its address serves as the handle
@@ -64,11 +62,6 @@ void GlobalCleanup()
 }
 
 } // namespace
-
-void FakeCurl::Reset()
-{
-    *this = FakeCurl();
-}
 
 FakeLoader::Exports FakeCurl::Exports()
 {

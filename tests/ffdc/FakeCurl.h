@@ -8,7 +8,7 @@
 
 // libcurl as its listing of an SFTP directory looks to a caller: hands out blocks of text.
 struct FakeCurl {
-    void Reset();
+    void Reset() { *this = FakeCurl(); }
     // The exports for gLoader, under their names.
     static FakeLoader::Exports Exports();
 
@@ -25,4 +25,4 @@ struct FakeCurl {
     std::vector<std::size_t> consumed; // what the callback returned, by block
 };
 
-extern FakeCurl gCurl;
+inline FakeCurl gCurl;

@@ -2,6 +2,8 @@
 #include "osdep/Console.h"
 #include "osdep/FileDescriptor.h"
 #include "osdep/VXAOSDep.h"
+#include "tests/fakes/FakeConsole.h"
+#include "tests/support/Program.h"
 
 #include <gmock/gmock.h>
 
@@ -11,25 +13,12 @@
 #include <sys/wait.h>
 #include <termios.h>
 
-#include <chrono>
 #include <csignal>
 #include <functional>
-#include <thread>
 
 using NORXVXA20::VXAOSDep;
 
 namespace {
-
-// Until the condition holds; false after a long time.
-bool WaitUntil(const std::function<bool()>& condition)
-{
-    for (int tries = 0; tries < 3000; ++tries) {
-        if (condition())
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return false;
-}
 
 // A child on a terminal of its own; the test is the person in front of it.
 class OnTerminal {
@@ -109,23 +98,15 @@ private:
     std::string m_screen;
 };
 
-TEST(TerminalTest, KeyComesWithoutLineEndAndWithoutEcho)
+TEST(TerminalTest, EveryKeyComesAtOnceAsItIsAndWithoutEcho)
 {
-    OnTerminal terminal(&VXAOSDep::GetCharWithNoEcho);
-    ASSERT_TRUE(terminal.WaitForKeyMode());
-    terminal.Type("\xE4");
-    EXPECT_EQ(terminal.Result(), 0xE4);
-    EXPECT_EQ(terminal.Screen(), "");
-}
-
-TEST(TerminalTest, InterruptKeysAreKeys)
-{
-    for (const char key : {'\x03', '\x04', '\x1a', '\x1c'}) {
+    for (const char key : {'\xE4', '\x03', '\x04', '\x1a', '\x1c'}) {
         SCOPED_TRACE(static_cast<int>(key));
         OnTerminal terminal(&VXAOSDep::GetCharWithNoEcho);
         ASSERT_TRUE(terminal.WaitForKeyMode());
         terminal.Type(std::string(1, key));
-        EXPECT_EQ(terminal.Result(), key);
+        EXPECT_EQ(terminal.Result(), static_cast<unsigned char>(key));
+        EXPECT_EQ(terminal.Screen(), "");
     }
 }
 
@@ -165,9 +146,9 @@ TEST(TerminalTest, KeysTypedAheadAreTakenOneByOne)
     EXPECT_EQ(terminal.Result(), 0);
 }
 
-TEST(TerminalTest, QuestionIsAnsweredAfterTheEndKey)
+TEST(TerminalTest, QuestionIsAskedAgainAfterTheEndKeyAndAPause)
 {
-    OnTerminal terminal([] { return GetChoice("Go? ") ? 7 : 8; });
+    OnTerminal terminal([] { return GetChoice("Go? ") && gConsole.slept == 1000 ? 7 : 8; });
     ASSERT_TRUE(terminal.Shows("Go? "));
     terminal.Type("\x04");
     ASSERT_TRUE(terminal.Shows("Invalid Input!\r\nGo? "));

@@ -81,18 +81,4 @@ TEST_F(FilesWindowsTest, ReadFileLeavesTheFileOpen)
     EXPECT_EQ(::GetLastError(), static_cast<DWORD>(ERROR_SHARING_VIOLATION));
 }
 
-TEST_F(FilesWindowsTest, PipeIsReadToItsEnd)
-{
-    HANDLE reader = nullptr;
-    HANDLE writer = nullptr;
-    ASSERT_TRUE(::CreatePipe(&reader, &writer, nullptr, 1 << 20));
-    const std::string data(20000, '\0');
-    DWORD written = 0;
-    ASSERT_TRUE(::WriteFile(writer, data.data(), 20000, &written, nullptr));
-    ::CloseHandle(writer);
-    const auto value = static_cast<std::int32_t>(reinterpret_cast<std::intptr_t>(reader));
-    EXPECT_TRUE(VXAOSDep::GetFileContents(value, "pipe") == data);
-    ::CloseHandle(reader);
-}
-
 } // namespace

@@ -13,7 +13,6 @@
 using NORXVXA20::TVXAException;
 using NORXVXA20::VXAOSDep;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 
@@ -50,11 +49,11 @@ TEST_F(SpawnTest, ArgumentsAreJoinedByBlanksAndNothingIsQuoted)
     ExpectOutput({"words", "\"a b\"", "c\td"}, "[a b][c][d]");
 }
 
-TEST_F(SpawnTest, HundredMegabytesArriveWhole)
+TEST_F(SpawnTest, MuchOutputArrivesWholeAlsoWithoutALogger)
 {
     gLog.installed = false;
-    EXPECT_EQ(VXAOSDep::SpawnProcess(kTestChild, {"many", "100000000"}).size(), 100000000u);
-    EXPECT_EQ(VXAOSDep::SpawnProcess(kTestChild, {"many", "100000000"}, 0).size(), 100000000u);
+    EXPECT_EQ(VXAOSDep::SpawnProcess(kTestChild, {"many", "20000000"}).size(), 20000000u);
+    EXPECT_EQ(VXAOSDep::SpawnProcess(kTestChild, {"many", "20000000"}, 0).size(), 20000000u);
 }
 
 TEST_F(SpawnTest, WhatCannotBeStartedIsLoggedAndThrown)
@@ -90,11 +89,8 @@ TEST_F(SpawnTest, LimitEndsTheProgramWithItsChildrenAndReturnsWhatWasRead)
     EXPECT_TRUE(BecomesFree(file));
     EXPECT_THAT(gLog.Messages(), ElementsAre("VXAOSDep::SpawnProcess ERROR: time limit reached",
                                              kReturned + "held"));
-}
-
-TEST_F(SpawnTest, LimitIsForTheWholeRunNotForASilence)
-{
-    EXPECT_THAT(VXAOSDep::SpawnProcess(kTestChild, {"drip", "20"}, 1), testing::StartsWith("..."));
+    EXPECT_THAT(VXAOSDep::SpawnProcess(kTestChild, {"drip", "20"}, 1), testing::StartsWith("..."))
+        << "the limit is for the whole run, not for a silence";
 }
 
 } // namespace

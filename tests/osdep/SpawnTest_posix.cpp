@@ -1,4 +1,3 @@
-#include "osdep/FileDescriptor.h"
 #include "osdep/VXAOSDep.h"
 #include "tests/fakes/FakeLog.h"
 #include "tests/programs/Child.h"
@@ -7,8 +6,6 @@
 
 #include <gmock/gmock.h>
 
-#include <dirent.h>
-#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -76,11 +73,12 @@ TEST_F(SpawnPosixTest, SignalsInterruptNeitherTheReadingNorTheWaiting)
     const itimerval often{{0, 2000}, {0, 2000}};
     const itimerval never{};
     ::setitimer(ITIMER_REAL, &often, nullptr);
-    const std::string read = VXAOSDep::SpawnProcess(kTestChild, {"late", "300"});
+    const std::string read = VXAOSDep::SpawnProcess(kTestChild, {"late", "300"}) + ", " +
+                             VXAOSDep::SpawnProcess(kTestChild, {"late", "300"}, 60);
     const std::string waited = VXAOSDep::SpawnProcess(kTestChild, {"silent", "300"});
     ::setitimer(ITIMER_REAL, &never, nullptr);
     ::sigaction(SIGALRM, &before, nullptr);
-    EXPECT_EQ(read, "first last");
+    EXPECT_EQ(read, "first last, first last");
     EXPECT_EQ(waited, "");
     EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child was not reaped";
 }
