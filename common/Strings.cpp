@@ -1,5 +1,6 @@
 #include "common/Strings.h"
 
+#include "common/Trim.h"
 #include "osdep/VXAOSDep.h"
 
 #include <algorithm>
@@ -7,8 +8,6 @@
 using NORXVXA20::VXAOSDep;
 
 namespace {
-
-constexpr char kBlanks[] = " \t\n\r";
 
 bool IsDigit(char c)
 {
@@ -30,9 +29,7 @@ bool IsPrintable(char c)
 
 std::string TrimString(std::string& text)
 {
-    text.erase(text.find_last_not_of(kBlanks) + 1);
-    text.erase(0, text.find_first_not_of(kBlanks));
-    return text;
+    return text = Trimmed(text);
 }
 
 std::string ToLower(std::string& text)

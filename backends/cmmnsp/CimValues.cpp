@@ -3,6 +3,7 @@
 #include "backends/cmmnsp/CimAnswer.h"
 #include "backends/cmmnsp/CimFailure.h"
 #include "backends/cmmnsp/XmlTree.h"
+#include "common/Trim.h"
 #include "platform/vxacore/TCIMReference.h"
 
 #include <cstdint>
@@ -12,15 +13,6 @@ namespace NORXVXA20 {
 namespace {
 
 constexpr unsigned char kDecimal = 10;
-
-std::string Trimmed(const std::string& text)
-{
-    const char* const blanks = " \t\r\n";
-    const std::size_t first = text.find_first_not_of(blanks);
-    if (first == std::string::npos)
-        return std::string();
-    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
 
 [[noreturn]] void NotOfType(const std::string& type)
 {

@@ -2,6 +2,7 @@
 
 #include "backends/vxacore/Alive.h"
 #include "backends/vxacore/CurlClient.h"
+#include "common/Trim.h"
 
 #include <algorithm>
 
@@ -25,15 +26,6 @@ std::size_t Refuse(Arrival& arrival, const char* why)
 {
     arrival.refusal = why;
     return 0;
-}
-
-std::string Trimmed(const std::string& text)
-{
-    const char* const blanks = " \t\r\n";
-    const std::size_t first = text.find_first_not_of(blanks);
-    if (first == std::string::npos)
-        return std::string();
-    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
 std::size_t TakeHeader(char* data, std::size_t size, std::size_t count, void* user)
