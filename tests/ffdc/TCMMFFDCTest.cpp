@@ -134,13 +134,6 @@ TEST_F(TCMMFFDCTest, CompleteRunAsksDownloadsPacksAndCleansUp)
                     "Exiting VXAOSDep::RemoveDir", "Exiting TCMMFFDC::RunFFDCCollection"));
 }
 
-TEST_F(TCMMFFDCTest, OnlyPortZeroIsReplaced)
-{
-    std::string zip;
-    TCMMFFDC(m_out.Path(), "u", "p", "h", -7).RunFFDCCollection(zip);
-    EXPECT_THAT(gChassis.calls, Contains("connect h u p -7"));
-}
-
 TEST_F(TCMMFFDCTest, AllocationAndConnectionFailuresLeaveWithTheirMessage)
 {
     const struct {
@@ -208,16 +201,14 @@ TEST_F(TCMMFFDCTest, VersionComesFromTheFirstIdentityOfTheChassisManagerOrIsUnkn
     }
 }
 
-TEST_F(TCMMFFDCTest, ExistingOutputDirectoryIsUsedSilently)
+TEST_F(TCMMFFDCTest, OutputDirectoryMayExistAndOnlyFailuresOfTheCoreAreSurvived)
 {
     std::filesystem::create_directory(OutputName());
     EXPECT_TRUE(Run());
     EXPECT_THAT(gFiles.created, IsEmpty());
     EXPECT_THAT(Complaints(), IsEmpty());
-}
 
-TEST_F(TCMMFFDCTest, DirectoryFailuresOfTheCoreAreLoggedAndOthersLeave)
-{
+    SetUp();
     gFiles.onCall = [](const std::string& call) {
         if (call == "CreateDir")
             throw TVXAException(TVXAStatusCode::eFailed);
@@ -228,44 +219,31 @@ TEST_F(TCMMFFDCTest, DirectoryFailuresOfTheCoreAreLoggedAndOthersLeave)
                 ElementsAre("InitFFDCOutputName - Exception caugth when create dir,status 3"));
 
     SetUp();
-    gFiles.onCall = [](const std::string& call) {
-        if (call == "DirExists")
-            throw std::runtime_error(call);
-    };
+    gFiles.onCall = [](const std::string& call) { throw std::runtime_error(call); };
     EXPECT_THROW(Run(), std::runtime_error);
 }
 
-TEST_F(TCMMFFDCTest, EveryInstanceIsCollectedUnderItsOwnKey)
+TEST_F(TCMMFFDCTest, EveryInstanceIsCollectedAndWithoutLocationRepeatsTheOneBefore)
 {
-    gChassis.instances["Data"] = {{{"InstanceID", "one"}}, {{"InstanceID", "t\"wo"}}};
-    gChassis.collections.push_back({{"Location", "sftp://u:p@192.0.2.6/b.tgz"}});
+    gChassis.instances["Data"] = {{{"InstanceID", "none yet"}},
+                                  {{"InstanceID", "one"}},
+                                  {{"InstanceID", "t\"wo"}},
+                                  {{"InstanceID", "none more"}}};
+    gChassis.collections = {{},
+                            {{"Location", "sftp://192.0.2.5/tmp/ffdc/a.tgz"}},
+                            {{"Location", "sftp://u:p@192.0.2.6/b.tgz"}}};
+    gChassis.failures[kEnd] = FakeChassis::kOther;
     EXPECT_TRUE(Run());
     EXPECT_THAT(gChassis.calls, Contains(StartsWith(kStart + " DataCollectionType=root/cimv2:Data."
                                                              "InstanceID=\"t\\\"wo\" Init")));
-    EXPECT_EQ(std::count(gChassis.calls.begin(), gChassis.calls.end(), kEnd), 2);
-    EXPECT_THAT(Downloads(),
-                ElementsAre("USER:canary@192.0.2.5/tmp/ffdc a.tgz", "u:p@192.0.2.6 b.tgz"));
-}
-
-TEST_F(TCMMFFDCTest, InstanceWithoutLocationRepeatsTheOneBefore)
-{
-    gChassis.instances["Data"] = {
-        {{"InstanceID", "0"}}, {{"InstanceID", "1"}}, {{"InstanceID", "2"}}};
-    gChassis.collections.insert(gChassis.collections.begin(), FakeChassis::Parameters());
-    EXPECT_TRUE(Run());
     EXPECT_THAT(Downloads(), ElementsAre("USER:canary@192.0.2.5/tmp/ffdc a.tgz",
-                                         "USER:canary@192.0.2.5/tmp/ffdc a.tgz"));
-    EXPECT_THAT(Complaints(), ElementsAre("InvokeFFDCMethod - Do not get the sftp URI this time!"));
+                                         "u:p@192.0.2.6 b.tgz", "u:p@192.0.2.6 b.tgz"));
+    const std::string end = "InvokeFFDCMethod - Invoke method EndDataCollection failed!!!!";
+    EXPECT_THAT(Complaints(), ElementsAre("InvokeFFDCMethod - Do not get the sftp URI this time!",
+                                          end, end, end, end));
 }
 
-TEST_F(TCMMFFDCTest, FirstOutputParameterByNameIsTheLocation)
-{
-    gChassis.collections = {{{"b", "sftp://h/b"}, {"Z", "sftp://h/Z"}, {"a", "sftp://h/a"}}};
-    EXPECT_TRUE(Run());
-    EXPECT_THAT(Downloads(), ElementsAre("USER:canary@h Z"));
-}
-
-TEST_F(TCMMFFDCTest, LocationsAreTakenApartAsTheyAre)
+TEST_F(TCMMFFDCTest, FirstOutputParameterByNameIsTheLocationAndTakenApartAsItIs)
 {
     const struct {
         const char* location;
@@ -282,7 +260,7 @@ TEST_F(TCMMFFDCTest, LocationsAreTakenApartAsTheyAre)
         SCOPED_TRACE(c.location);
         SetUp();
         gTransfers.answer = [](const FakeTransfers::Copy&) { return false; };
-        gChassis.collections = {{{"Location", c.location}}};
+        gChassis.collections = {{{"b", "sftp://h/b"}, {"Z", c.location}, {"a", "sftp://h/a"}}};
         EXPECT_FALSE(Run());
         EXPECT_EQ(m_message, "No FFDC data was collected.");
         EXPECT_THAT(Downloads(), ElementsAre(c.download));
@@ -307,54 +285,42 @@ TEST_F(TCMMFFDCTest, LostDownloadIsLoggedAndTheRunGoesOn)
 
 TEST_F(TCMMFFDCTest, FailureBeforeTheEndOfACollectionLeavesWithStatusThree)
 {
-    gChassis.instances["Data"] = {{{"InstanceID", "one"}}, {{"InstanceID", "two"}}};
-    const char* const places[] = {"names root/cimv2 ORX_FFDCData",
-                                  "names root/cimv2 ORX_FFDCService",
-                                  "class Data",
-                                  "instances Data",
-                                  "class Svc",
-                                  "Svc StartDataCollection"};
-    for (const char* const place : places) {
-        for (const auto failure : {FakeChassis::kStatus, FakeChassis::kOther}) {
-            SCOPED_TRACE(std::string(place) +
-                         (failure == FakeChassis::kStatus ? " status" : " other"));
-            SetUp();
-            gChassis.failures[place] = failure;
-            EXPECT_FALSE(Run());
-            EXPECT_EQ(m_thrown, 3);
-            const bool status = failure == FakeChassis::kStatus;
-            EXPECT_EQ(m_message, status ? "Fail to invoke the FFDC method on CMM."
-                                        : "Invoke the FFDC method on CMM failed.");
-            EXPECT_THAT(Complaints(),
-                        ElementsAre(status
-                                        ? "InvokeFFDCMethod - TVXAEXCEPTION: status 33"
-                                        : "InvokeFFDCMethod - EXCEPTION: Run FFDC service failed"));
-            EXPECT_THAT(*(gChassis.calls.end() - 2), StartsWith(place));
-            EXPECT_FALSE(gLog.Holds("Exiting TCMMFFDC::InvokeFFDCMethod"));
-            EXPECT_TRUE(std::filesystem::exists(OutputName())) << "what arrived is kept";
-            std::filesystem::remove_all(OutputName());
-        }
-    }
-}
-
-TEST_F(TCMMFFDCTest, InstanceWithoutIdentifierIsAFailureOfTheOtherKind)
-{
-    gChassis.instances["Data"] = {{}};
-    EXPECT_FALSE(Run());
-    EXPECT_EQ(m_thrown, 3);
-    EXPECT_EQ(m_message, "Invoke the FFDC method on CMM failed.");
-}
-
-TEST_F(TCMMFFDCTest, EmptyClassListIsReportedAsFailedInvocation)
-{
-    for (const char* const base : {"ORX_FFDCData", "ORX_FFDCService"}) {
-        SCOPED_TRACE(base);
+    const auto failAt = [](const char* place, FakeChassis::Failure failure) {
+        return [=] { gChassis.failures[place] = failure; };
+    };
+    const struct {
+        const char* description;
+        std::function<void()> prepare;
+        const char* status; // null: another exception than the library's own
+    } cases[] = {
+        {"data names", failAt("names root/cimv2 ORX_FFDCData", FakeChassis::kStatus), "33"},
+        {"service names", failAt("names root/cimv2 ORX_FFDCService", FakeChassis::kOther), nullptr},
+        {"no data", [] { gChassis.subclasses["ORX_FFDCData"].clear(); }, "3"},
+        {"no service", [] { gChassis.subclasses["ORX_FFDCService"].clear(); }, "3"},
+        {"data class", failAt("class Data", FakeChassis::kOther), nullptr},
+        {"data instances", failAt("instances Data", FakeChassis::kStatus), "33"},
+        {"no identifier", [] { gChassis.instances["Data"] = {{}}; }, nullptr},
+        {"service class", failAt("class Svc", FakeChassis::kStatus), "33"},
+        {"start, status", failAt("Svc StartDataCollection", FakeChassis::kStatus), "33"},
+        {"start, other", failAt("Svc StartDataCollection", FakeChassis::kOther), nullptr},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.description);
         SetUp();
-        gChassis.subclasses[base].clear();
+        c.prepare();
         EXPECT_FALSE(Run());
         EXPECT_EQ(m_thrown, 3);
-        EXPECT_EQ(m_message, "Fail to invoke the FFDC method on CMM.");
-        EXPECT_THAT(Complaints(), ElementsAre("InvokeFFDCMethod - TVXAEXCEPTION: status 3"));
+        EXPECT_EQ(m_message, c.status != nullptr ? "Fail to invoke the FFDC method on CMM."
+                                                 : "Invoke the FFDC method on CMM failed.");
+        EXPECT_THAT(
+            Complaints(),
+            ElementsAre(c.status != nullptr
+                            ? std::string("InvokeFFDCMethod - TVXAEXCEPTION: status ") + c.status
+                            : "InvokeFFDCMethod - EXCEPTION: Run FFDC service failed"));
+        EXPECT_THAT(gChassis.calls, Not(Contains(kEnd)));
+        EXPECT_FALSE(gLog.Holds("Exiting TCMMFFDC::InvokeFFDCMethod"));
+        EXPECT_TRUE(std::filesystem::exists(OutputName())) << "what arrived is kept";
+        std::filesystem::remove_all(OutputName());
     }
 }
 
@@ -367,15 +333,6 @@ TEST_F(TCMMFFDCTest, WithoutInstanceNothingIsPackedAndTheDirectoryGoes)
     EXPECT_THAT(gFiles.programs, IsEmpty());
     EXPECT_FALSE(std::filesystem::exists(OutputName()));
     EXPECT_TRUE(gLog.Holds("Exiting TCMMFFDC::InvokeFFDCMethod"));
-}
-
-TEST_F(TCMMFFDCTest, FailedEndOfACollectionChangesNothing)
-{
-    gChassis.instances["Data"] = {{{"InstanceID", "one"}}, {{"InstanceID", "two"}}};
-    gChassis.failures[kEnd] = FakeChassis::kOther;
-    EXPECT_TRUE(Run());
-    const std::string line = "InvokeFFDCMethod - Invoke method EndDataCollection failed!!!!";
-    EXPECT_THAT(Complaints(), ElementsAre(line, line));
 }
 
 TEST_F(TCMMFFDCTest, PackerFailsByItsOutputOrByNotRunning)
@@ -414,27 +371,19 @@ TEST_F(TCMMFFDCTest, FailedRemovalKeepsTheResult)
                 ElementsAre("RunFFDCCollection - Exception caugth when remove dir,status 3"));
 }
 
-TEST_F(TCMMFFDCTest, HostileVersionTouchesNothingElse)
+TEST_F(TCMMFFDCTest, NameWithBlanksIsQuoted)
 {
-    std::filesystem::create_directory(m_out / "victim");
-    m_out.Write("victim" + kSeparator + "file", "kept");
-    const std::filesystem::path before = std::filesystem::current_path();
-    std::filesystem::current_path(m_out.Path());
     gChassis.instances["CIM_SoftwareIdentity"][1]["VersionString"] = "2 victim 3";
     EXPECT_TRUE(Run());
-    std::filesystem::current_path(before);
     const std::string name = OutputName("2 victim 3");
     EXPECT_EQ(gFiles.programs.at(0).commandLine,
               kPackerName + " -m -r -j \"" + name + ".zip\" \"" + name + "\"");
-    EXPECT_EQ(ContentsOf(m_out / "victim" + kSeparator + "file"), "kept");
 }
 
 // Such names exist on one system only; the other has nothing to pack then.
 TEST_F(TCMMFFDCTest, NameThatIsNoCommandWordIsNotPacked)
 {
-    for (const char* const version : {"1\"2", "1\n2", "1\t2",
-                                      "1\x7F"
-                                      "2"}) {
+    for (const char* const version : {"1\"2", "1\n2", "1\t2", "1\x7F"}) {
         SCOPED_TRACE(version);
         SetUp();
         gChassis.instances["CIM_SoftwareIdentity"][1]["VersionString"] = version;
@@ -464,8 +413,9 @@ TEST_F(TCMMFFDCTest, DestructionDisconnectsAlsoWhatWasNeverConnected)
 TEST_F(TCMMFFDCTest, CopiesShareTheConnection)
 {
     std::string zip;
-    auto ffdc = std::make_unique<TCMMFFDC>(m_out.Path(), "u", "p", "h", 1);
+    auto ffdc = std::make_unique<TCMMFFDC>(m_out.Path(), "u", "p", "h", -7);
     ffdc->RunFFDCCollection(zip);
+    EXPECT_THAT(gChassis.calls, Contains("connect h u p -7")) << "only port 0 is replaced";
     const TCMMFFDC copy(*ffdc);
     EXPECT_TRUE(gChassis.isConnected);
     ffdc.reset();
