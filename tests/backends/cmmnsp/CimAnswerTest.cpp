@@ -83,6 +83,9 @@ TEST(CimAnswerTest, ListsKeepTheirOrderAndMayBeMissing)
     EXPECT_THAT(Read(kClass, Returned(kClass, "<CLASS NAME=\"C\"><METHOD NAME=\"Run\"/></CLASS>"))
                     .classNames,
                 ElementsAre("C"));
+    const std::string layout = "\r\n  " + Returned(kNames, "") + "<!-- end --> \n";
+    EXPECT_THAT(Read(kNames, layout).classNames, IsEmpty());
+    EXPECT_THAT(Read(kNames, "\xEF\xBB\xBF" + layout.substr(4)).classNames, IsEmpty());
 }
 
 TEST(CimAnswerTest, TextIsDecodedAndOtherwiseLeftAsItIs)
@@ -265,13 +268,6 @@ TEST(CimAnswerTest, MalformedAndForeignAnswersAreRefusedWithAReason)
         EXPECT_THAT(Refusal(kInstances, c.body), HasSubstr(c.reason));
     }
     EXPECT_THAT(Refusal(kClass, Returned(kClass, "")), HasSubstr("no single class"));
-}
-
-TEST(CimAnswerTest, LayoutBeforeTheDeclarationAndCommentsAfterTheEndMeanNothing)
-{
-    const std::string body = Returned(kNames, "<CLASSNAME NAME=\"A\"/>");
-    EXPECT_EQ(Refusal(kNames, "\r\n  " + body + "<!-- end --> \n"), "");
-    EXPECT_EQ(Refusal(kNames, "\xEF\xBB\xBF" + body), "");
 }
 
 } // namespace

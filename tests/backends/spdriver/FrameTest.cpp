@@ -22,12 +22,11 @@ Bytes Buffer(std::initializer_list<unsigned char> begin, std::size_t size = 256)
 
 TEST(FrameTest, OnlyARequestForTheBmcThatFitsTheBufferIsTaken)
 {
-    struct Case {
+    const struct {
         const char* what;
         Bytes buffer;
         bool taken;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"one byte", Buffer({1, 0x20, 0x3A, 0, 0x49, 1, 0, 0, 0, 1}), true},
         {"no data", Buffer({1, 0x20, 0x3F, 3, 0x49, 0, 0, 0, 0}, 10), true},
         {"full", Buffer({1, 0x20, 0x3A, 0, 0x49, 247, 0, 0, 0}), true},
@@ -39,7 +38,7 @@ TEST(FrameTest, OnlyARequestForTheBmcThatFitsTheBufferIsTaken)
         {"LUN", Buffer({1, 0x20, 0x3A, 4, 0x49, 1, 0, 0, 0, 1}), false},
     };
     int length = 256;
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         const int size = static_cast<int>(c.buffer.size());
         EXPECT_EQ(ReadRequest(c.buffer.data(), &length, size).has_value(), c.taken);

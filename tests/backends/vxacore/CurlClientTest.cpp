@@ -2,7 +2,6 @@
 #include "common/TVXAException.h"
 #include "tests/fakes/FakeLoader.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdarg>
@@ -103,24 +102,6 @@ TEST(CurlClientTest, FirstWholeLibraryIsLoadedOnceAndStays)
     EXPECT_EQ(StatusThrownBy([&] { easy.SetText(curl::kUserName, "user"); }), 0);
     EXPECT_EQ(StatusThrownBy([&] { easy.SetText(curl::kSshKnownHosts, "file"); }),
               TVXAStatusCode::eNoTransferLibrary);
-}
-
-TEST(CurlClientTest, OnlyFaultsOfTheServerHaveAStatus)
-{
-    const struct {
-        curl::Code code;
-        int status; // 0: none
-    } cases[] = {
-        {curl::kUnsupportedProtocol, 35}, {curl::kCouldNotResolveHost, 33},
-        {curl::kCouldNotConnect, 34},     {curl::kPeerFailedVerification, 34},
-        {curl::kLoginDenied, 27},         {curl::kRemoteFileNotFound, 0},
-        {curl::kRemoteAccessDenied, 0},   {curl::kSsh, 0},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.code);
-        const auto status = StatusOf(c.code, 0);
-        EXPECT_EQ(status ? *status : 0, c.status);
-    }
 }
 
 } // namespace
