@@ -1,18 +1,14 @@
 #include "platform/spdriver/SPLibrary.h"
 
 #include "backends/spdriver/Availability.h"
+#include "backends/spdriver/DriverLog.h"
 #include "backends/spdriver/SimulatorTransport.h"
-#include "platform/vxacore/ILogger.h"
-#include "platform/vxacore/TRootObject.h"
 
 #include <cstdlib>
 
 namespace NORXVXA20 {
 
 namespace {
-
-// Says why a command failed where the library's own record only says that it did.
-constexpr int kWarningLevel = 1;
 
 std::unique_ptr<Transport> ChooseTransport()
 {
@@ -24,8 +20,7 @@ std::unique_ptr<Transport> ChooseTransport()
 
 bool Fail(const std::string& why)
 {
-    if (ILogger* logger = TRootObject::GetCoreLogger())
-        logger->Log(kWarningLevel, "SPLibrary: " + why);
+    WarnOfDriver(why);
     return false;
 }
 
