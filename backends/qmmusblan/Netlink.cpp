@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdio>
 
 // One message to the kernel, built in place.
 struct Netlink::Request {
@@ -49,6 +50,20 @@ Attributes AttributesOf(const nlmsghdr* message)
         },
         &attributes);
     return attributes;
+}
+
+// The address that an interface's device has of itself, or else the one that it was given.
+std::string HardwareAddress(const Attributes& link)
+{
+    const nlattr* const attribute =
+        link[IFLA_PERM_ADDRESS] != nullptr ? link[IFLA_PERM_ADDRESS] : link[IFLA_ADDRESS];
+    if (attribute == nullptr || mnl_attr_get_payload_len(attribute) != 6)
+        return {};
+    const auto* bytes = static_cast<const unsigned char*>(mnl_attr_get_payload(attribute));
+    char text[sizeof "aa:bb:cc:dd:ee:ff"];
+    std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", bytes[0], bytes[1], bytes[2],
+                  bytes[3], bytes[4], bytes[5]);
+    return text;
 }
 
 } // namespace
@@ -123,7 +138,7 @@ bool Netlink::ListLinks(std::vector<NetworkLink>& links)
         const Attributes attributes = AttributesOf<ifinfomsg>(header);
         if (attributes[IFLA_IFNAME] != nullptr)
             links.push_back({info->ifi_index, mnl_attr_get_str(attributes[IFLA_IFNAME]),
-                             (info->ifi_flags & IFF_UP) != 0});
+                             HardwareAddress(attributes), (info->ifi_flags & IFF_UP) != 0});
     };
     return List(
         RTM_GETLINK, AF_UNSPEC, [&] { links.clear(); }, add);

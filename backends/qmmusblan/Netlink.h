@@ -13,6 +13,7 @@ struct mnl_socket;
 struct NetworkLink {
     int index = 0;
     std::string name;
+    std::string hardwareAddress; // as in "aa:bb:cc:dd:ee:ff"; empty when it has none of this form
     bool isUp = false; // the administrative flag; the operational state stays "unknown" on USB
 };
 
@@ -25,7 +26,7 @@ struct NetworkAddress {
 };
 
 // A conversation with the kernel. Every operation returns false when the kernel refused or could
-// not be asked; what it changes is looked up by index, never by name.
+// not be asked, with the reason in errno; what it changes is looked up by index, never by name.
 class Netlink {
 public:
     Netlink();

@@ -7,12 +7,15 @@
 #include <gmock/gmock.h>
 
 #include <linux/capability.h>
+#include <net/if.h>
 #include <sched.h>
 #include <stdlib.h>
 #include <sys/syscall.h>
+#include <sys/utsname.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -49,10 +52,22 @@ bool Shell(const std::string& command)
     return std::system(command.c_str()) == 0;
 }
 
-void WriteFile(const char* path, const std::string& text)
+void WriteFile(const fs::path& path, const std::string& text)
 {
+    if (path.has_parent_path())
+        fs::create_directories(path.parent_path());
     std::ofstream(path) << text;
 }
+
+std::string ReadFile(const fs::path& path)
+{
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// What a CDC Ethernet device shows, and how the kernel's table of aliases leads to its driver.
+constexpr char kAlias[] = "usb:v0525pA4A2d0000dc02dsc00dp00ic02isc06ip00in00";
+constexpr char kAliasLine[] = "alias usb:v*p*d*dc*dsc*dp*ic02isc06ip00in* cdc_ether\n";
 
 // Puts this process into a network namespace of its own; an ordinary user needs one for users, too.
 bool EnterNetworkNamespace()
@@ -68,7 +83,8 @@ bool EnterNetworkNamespace()
 }
 
 // Two interfaces as the kernel shows those of a USB network device, and a foreign network card, in
-// a namespace that ends with the process. Their drivers stand in a sysfs tree of the test's own.
+// a namespace that ends with the process. Their drivers and their USB ports, the kernel's modprobe
+// and its table of aliases stand in a tree of the test's own.
 class QmmUsbLanTest : public testing::Test {
 protected:
     static void SetUpTestSuite()
@@ -87,8 +103,12 @@ protected:
         gLog.Reset();
         char folder[] = "/tmp/qmmusblan-test-XXXXXX";
         ASSERT_NE(::mkdtemp(folder), nullptr);
-        m_sysfs = folder;
-        ::setenv("VXA_USBLAN_SYSFS", folder, 1);
+        m_root = folder;
+        m_sysfs = m_root / "sys";
+        m_device = m_sysfs / "bus/usb/devices/1-1";
+        m_interface = m_device / "1-1:1.0";
+        ::setenv("VXA_USBLAN_ROOT", folder, 1);
+        ::unsetenv("VXA_USBLAN_ADDRESS");
         Name("usb0,usb1");
         for (const char* number : {"0", "1"})
             ASSERT_TRUE(Shell(std::string("ip link add usb") + number + " type veth peer name far" +
@@ -98,6 +118,9 @@ protected:
         SetDriver("usb0", "cdc_ether");
         SetDriver("usb1", "rndis_host");
         SetDriver("eth0", "e1000e");
+        Plug("1-1", "usb0", "cdc_ether");
+        Plug("1-2", "usb1", "rndis_host");
+        WriteFile(m_sysfs / "bus/usb/drivers_probe", "");
         m_library = LoadDynamicLibrary(qmmusblan::kLibraryName);
         ASSERT_NE(m_library, nullptr);
     }
@@ -106,20 +129,78 @@ protected:
     {
         if (m_library != nullptr)
             UnloadDynamicLibrary(m_library);
-        if (!m_sysfs.empty())
-            fs::remove_all(m_sysfs);
+        if (!m_root.empty())
+            fs::remove_all(m_root);
         for (const char* link : {"usb0", "usb1", "eth0"})
             Shell(std::string("ip link del ") + link + " 2> /dev/null");
     }
 
     static void Name(const char* interfaces) { ::setenv("VXA_USBLAN_INTERFACES", interfaces, 1); }
 
+    // How the interface's own folder shows it.
     void SetDriver(const std::string& link, const std::string& driver)
     {
-        const fs::path device = m_sysfs / "class/net" / link / "device";
+        const fs::path folder = m_sysfs / "class/net" / link;
+        WriteFile(folder / "ifindex", IndexOf(link));
+        Bind(folder / "device", driver);
+    }
+
+    // How the device at a port shows it.
+    void Plug(const std::string& port, const std::string& link, const std::string& driver)
+    {
+        const fs::path device = m_sysfs / "bus/usb/devices" / port;
+        const fs::path interface = device / (port + ":1.0");
+        WriteFile(device / "authorized", "1\n");
+        WriteFile(interface / "modalias", std::string(kAlias) + "\n");
+        fs::remove_all(interface / "net");
+        WriteFile(interface / "net" / link / "ifindex", IndexOf(link));
+        Bind(interface, driver);
+    }
+
+    static void Bind(const fs::path& device, const std::string& driver)
+    {
         fs::create_directories(device);
         fs::remove(device / "driver");
         fs::create_symlink("../../../../bus/usb/drivers/" + driver, device / "driver");
+    }
+
+    static std::string IndexOf(const std::string& link)
+    {
+        return std::to_string(::if_nametoindex(link.c_str())) + "\n";
+    }
+
+    // Takes the driver from the device at port 1-1, and with it the interface usb0.
+    void Unbind()
+    {
+        fs::remove_all(m_interface / "net");
+        fs::remove(m_interface / "driver");
+        Ip("link del usb0");
+    }
+
+    // What the kernel's program is and does, after it has kept its arguments, and the aliases.
+    void SetModprobe(const std::string& does, const std::string& aliases = kAliasLine)
+    {
+        const fs::path program = m_root / "mod probe";
+        WriteFile(program,
+                  "#!/bin/sh\necho \"$@\" >> '" + (m_root / "ran").string() + "'\n" + does + "\n");
+        fs::permissions(program, fs::perms::owner_all);
+        WriteFile(m_root / "proc/sys/kernel/modprobe", program.string() + "\n");
+        utsname kernel{};
+        ::uname(&kernel);
+        WriteFile(m_root / "lib/modules" / kernel.release / "modules.alias",
+                  "# Aliases\nalias usb:v0525pA4A3* elsewhere\n" + aliases);
+    }
+
+    // Exchanges the names of the two interfaces, everywhere.
+    void SwapNames()
+    {
+        for (const char* rename : {"usb0 name usb9", "usb1 name usb0", "usb9 name usb1"})
+            Ip(std::string("link set ") + rename);
+        m_swapped = !m_swapped;
+        SetDriver(m_swapped ? "usb1" : "usb0", "cdc_ether");
+        SetDriver(m_swapped ? "usb0" : "usb1", "rndis_host");
+        Plug("1-1", m_swapped ? "usb1" : "usb0", "cdc_ether");
+        Plug("1-2", m_swapped ? "usb0" : "usb1", "rndis_host");
     }
 
     static void Ip(const std::string& arguments) { ASSERT_TRUE(Shell("ip " + arguments)); }
@@ -142,7 +223,11 @@ protected:
 
     static bool sEntered;
     static bool sHasLinks;
+    fs::path m_root;
     fs::path m_sysfs;
+    fs::path m_device;    // the one at port 1-1
+    fs::path m_interface; // and its USB interface
+    bool m_swapped = false;
     void* m_library = nullptr;
 };
 
@@ -256,9 +341,200 @@ TEST_F(QmmUsbLanTest, MissingInterfacesAndRefusalsHaveTheirCodes)
     EXPECT_EQ(State(0), 4);
     EXPECT_EQ(BringUp(0), 171);
     EXPECT_EQ(TakeDown(0), 171);
-    Name("../usb1,a-name-that-no-interface-can-have");
+    Name("../usb1,a-name-that-no-interface-can-have,usb:../1-2,usb:1-2:1.0,usb:,00:11:22");
+    for (int node = 0; node < Nodes(); ++node) {
+        EXPECT_EQ(State(node), 4);
+        EXPECT_EQ(BringUp(node), 171);
+        EXPECT_EQ(TakeDown(node), 171);
+    }
+}
+
+TEST_F(QmmUsbLanTest, NodesStayThemselvesWhenNamesChangePlaces)
+{
+    const std::string first = "02:AA:00:00:00:01";
+    const std::string second = "02:aa:00:00:00:02";
+    for (const std::string& names : {std::string("usb:1-1,usb:1-2"), first + "," + second}) {
+        SCOPED_TRACE(names);
+        Ip("link set usb0 address " + first);
+        Ip("link set usb1 address " + second);
+        Name(names.c_str());
+        const std::string before = Look("usb1");
+        EXPECT_EQ(BringUp(0), 0);
+        EXPECT_EQ(State(0), 1);
+        EXPECT_EQ(State(1), 2);
+        EXPECT_THAT(Look("usb0"), HasSubstr("inet " + Neighbour(2) + "/24 "));
+        EXPECT_EQ(Look("usb1"), before);
+        // Older kernels rename only interfaces that are down.
+        Ip("link set usb0 down");
+        SwapNames();
+        EXPECT_EQ(State(0), 2);
+        EXPECT_EQ(BringUp(0), 0);
+        EXPECT_THAT(Look("usb1"), HasSubstr("inet " + Neighbour(2) + "/24 "));
+        EXPECT_THAT(Look("usb0"), Not(HasSubstr("inet ")));
+        EXPECT_EQ(TakeDown(0), 0);
+        EXPECT_EQ(State(0), 2);
+        EXPECT_THAT(Look("usb1"), Not(HasSubstr("inet ")));
+        SwapNames();
+    }
+}
+
+TEST_F(QmmUsbLanTest, AnAddressOfTwoInterfacesIsNobodys)
+{
+    const std::string shared = "02:aa:00:00:00:01";
+    Ip("link set usb0 address " + shared);
+    // A network card's, or that of something stacked upon the node: the node is still known.
+    Ip("link set eth0 address " + shared);
+    Name(shared.c_str());
+    const std::string before = Look("eth0");
+    EXPECT_EQ(BringUp(0), 0);
+    EXPECT_EQ(State(0), 1);
+    EXPECT_EQ(TakeDown(0), 0);
+    EXPECT_EQ(Look("eth0"), before);
+    Ip("link set usb1 address " + shared);
+    EXPECT_EQ(State(0), 5);
+    EXPECT_EQ(BringUp(0), 177);
+    EXPECT_EQ(TakeDown(0), 177);
+    EXPECT_EQ(Look("usb1").find("inet "), std::string::npos);
+}
+
+TEST_F(QmmUsbLanTest, PortSaysWhetherADeviceIsThere)
+{
+    Name("usb:1-1,usb:1-2,usb:1-3");
+    struct Case {
+        int node;
+        int state;
+        int result;
+    };
+    WriteFile(m_device / "authorized", "0\n");
+    Bind(m_sysfs / "bus/usb/devices/1-2/1-2:1.0", "cdc_mbim");
+    const std::string before[] = {Look("usb0"), Look("usb1")};
+    for (const Case& c : {Case{0, 4, 171}, Case{1, 5, 177}, Case{2, 4, 171}}) {
+        SCOPED_TRACE(c.node);
+        EXPECT_EQ(State(c.node), c.state);
+        EXPECT_EQ(BringUp(c.node), c.result);
+        EXPECT_EQ(TakeDown(c.node), c.result);
+    }
+    // The interface of this name is another one than the device's.
+    Plug("1-1", "usb0", "cdc_ether");
+    WriteFile(m_interface / "net/usb0/ifindex", IndexOf("usb1"));
+    EXPECT_EQ(State(0), 5);
+    EXPECT_EQ(BringUp(0), 177);
+    EXPECT_EQ(Look("usb0"), before[0]);
+    EXPECT_EQ(Look("usb1"), before[1]);
+}
+
+TEST_F(QmmUsbLanTest, BringUpLoadsTheDriverThatADeviceLacks)
+{
+    Name("usb:1-1");
+    Unbind();
+    // The second interface belongs to the first one's driver, once that is there.
+    WriteFile(m_device / "1-1:1.1/modalias", std::string(kAlias) + "\n");
+    const std::string net = (m_interface / "net/usb0").string();
+    SetModprobe("ip link add usb0 type veth peer name far0; mkdir -p '" + net +
+                "'; ip -o link show dev usb0 | cut -d: -f1 > '" + net +
+                "/ifindex'; ln -s ../../drivers/cdc_ether '" + m_interface.string() + "/driver'");
     EXPECT_EQ(State(0), 4);
-    EXPECT_EQ(State(1), 4);
+    EXPECT_EQ(TakeDown(0), 0) << "nothing is up";
+    EXPECT_EQ(State(0), 4);
+    EXPECT_EQ(BringUp(0), 0);
+    EXPECT_EQ(State(0), 1);
+    EXPECT_EQ(ReadFile(m_root / "ran"), std::string("-q -- ") + kAlias + "\n");
+    EXPECT_EQ(ReadFile(m_sysfs / "bus/usb/drivers_probe"), "1-1:1.0");
+    EXPECT_EQ(TakeDown(0), 0);
+    EXPECT_EQ(State(0), 2);
+    EXPECT_THAT(Look("usb0"), Not(HasSubstr("inet ")));
+}
+
+TEST_F(QmmUsbLanTest, OnlyKnownDriversAreLoaded)
+{
+    Name("usb:1-1");
+    Unbind();
+    const std::string cases[] = {
+        "",
+        "alias usb:v*p*d*dc*dsc*dp*ic02isc06ip00in* usb_storage\n",
+        std::string(kAliasLine) + "alias usb:v0525pA4A2d* elsewhere\n",
+    };
+    for (const std::string& aliases : cases) {
+        SCOPED_TRACE(aliases);
+        SetModprobe("", aliases);
+        EXPECT_EQ(BringUp(0), 172);
+    }
+    // Nor with a program that the kernel does not have.
+    SetModprobe("");
+    for (const char* program : {"", "modprobe", "/nowhere/modprobe"}) {
+        SCOPED_TRACE(program);
+        WriteFile(m_root / "proc/sys/kernel/modprobe", program);
+        EXPECT_EQ(BringUp(0), 172);
+    }
+    EXPECT_FALSE(fs::exists(m_root / "ran"));
+    EXPECT_EQ(ReadFile(m_sysfs / "bus/usb/drivers_probe"), "");
+    EXPECT_EQ(State(0), 4);
+}
+
+TEST_F(QmmUsbLanTest, DriverThatMakesNoInterfaceIsSaid)
+{
+    Name("usb:1-1");
+    Unbind();
+    SetModprobe("echo cannot insert");
+    testing::internal::CaptureStderr();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(BringUp(0), 172);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "cannot insert\n");
+    // Unplugged meanwhile.
+    SetModprobe("rm -r '" + m_device.string() + "'");
+    EXPECT_EQ(BringUp(0), 171);
+    EXPECT_EQ(BringUp(0), 171);
+}
+
+TEST_F(QmmUsbLanTest, AddressToAddCanBeNamed)
+{
+    struct Case {
+        std::string named;
+        std::string added[2]; // empty: none serves
+    };
+    const Case cases[] = {
+        {Neighbour(50) + "/24", {Neighbour(50) + "/24", Neighbour(51) + "/24"}},
+        {" " + Neighbour(254) + " ", {Neighbour(254) + "/24", Neighbour(2) + "/24"}},
+        {Neighbour(6) + "/29", {Neighbour(6) + "/29", Neighbour(2) + "/29"}},
+        {UTILS_INBAND_ADDRESS "/24", {}},
+        {Neighbour(255) + "/24", {}},
+        {Neighbour(0) + "/24", {}},
+        {Neighbour(2) + "/32", {}},
+        {Neighbour(2) + "/0", {}},
+        {Neighbour(2) + "/24x", {}},
+        {"192.0.2.5/24", {}},
+        {"usb0", {}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.named);
+        ::setenv("VXA_USBLAN_ADDRESS", c.named.c_str(), 1);
+        for (const int node : {0, 1}) {
+            const std::string link = "usb" + std::to_string(node);
+            const std::string before = Look(link);
+            testing::internal::CaptureStderr();
+            EXPECT_EQ(BringUp(node), c.added[node].empty() ? 177 : 0);
+            const std::string said = testing::internal::GetCapturedStderr();
+            if (c.added[node].empty()) {
+                EXPECT_THAT(said, HasSubstr("VXA_USBLAN_ADDRESS: " + c.named + " "));
+                EXPECT_EQ(Look(link), before);
+            } else {
+                EXPECT_THAT(Look(link), HasSubstr("inet " + c.added[node] + " "));
+                EXPECT_EQ(TakeDown(node), 0);
+            }
+        }
+    }
+}
+
+TEST_F(QmmUsbLanTest, WhatWasAddedIsKnownAsLongAsTheProcessLives)
+{
+    const std::string before = Look("usb0");
+    EXPECT_EQ(BringUp(0), 0);
+    UnloadDynamicLibrary(m_library);
+    m_library = LoadDynamicLibrary(qmmusblan::kLibraryName);
+    ASSERT_NE(m_library, nullptr);
+    EXPECT_EQ(TakeDown(0), 0);
+    EXPECT_EQ(Look("usb0"), before);
 }
 
 TEST_F(QmmUsbLanTest, ChangeRefusedByTheKernelIsSaid)
