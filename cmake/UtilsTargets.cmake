@@ -143,3 +143,25 @@ function(utils_test name)
     set_tests_properties(${name} PROPERTIES LABELS unit)
   endif()
 endfunction()
+
+# utils_guest_test(NAME SOURCES ... [USES ...] [TIMEOUT seconds])
+# A GoogleTest program NAME_test, linked with the shared libraries as they are built and run by ctest
+# as NAME inside the virtual server, where the collector and the libraries of run time lie beside it.
+# Where there is no virtual server it is skipped, with UTILS_CI=1 in the environment it fails.
+function(utils_guest_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;USES")
+  add_executable(${name}_test ${arg_SOURCES})
+  target_link_libraries(${name}_test PRIVATE utils_flags guest_support ${arg_USES} GTest::gmock_main)
+  add_dependencies(${name}_test ffdc-collect qmmusblan ffdc_module)
+  add_test(NAME ${name}
+    COMMAND ${PROJECT_SOURCE_DIR}/simulators/virtual_server/guest.sh
+            -m 1024 -o ${CMAKE_BINARY_DIR}/results -e GTEST_OUTPUT=xml:/out/${name}.xml
+            -p $<TARGET_FILE:${name}_test> -p $<TARGET_FILE:ffdc-collect> -p $<TARGET_FILE:qmmusblan>
+            -p ${UTILS_LIBCURL} ${CMAKE_BINARY_DIR}/sandbox/${name} ${name}_test)
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 300)
+  endif()
+  set_tests_properties(${name} PROPERTIES
+    TIMEOUT ${arg_TIMEOUT} SKIP_RETURN_CODE 77 LABELS guest COST 200
+    ENVIRONMENT "UTILS_MODULE=${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/ffdc_module.so;SP_POLLS=0")
+endfunction()

@@ -1,0 +1,203 @@
+#include "tests/guest/Guest.h"
+
+#include "platform/spdriver/SPLibrary.h"
+#include "tests/support/Program.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <arpa/inet.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kHost = "10.0.2.100";
+constexpr unsigned short kHostPort = 19005;
+const std::string kUsbDevices = "/sys/bus/usb/devices/";
+
+const std::string& DriverFile()
+{
+    static const std::string path = [] {
+        std::string found = Run("modinfo -F filename cdc_ether || find /lib/modules -name "
+                                "cdc_ether.ko");
+        return found.substr(0, found.find('\n'));
+    }();
+    return path;
+}
+
+bool Exists(const std::string& path)
+{
+    std::error_code error;
+    return fs::exists(path, error);
+}
+
+std::string Port(int node)
+{
+    return "1-" + std::to_string(node + 1);
+}
+
+void RestoreModules()
+{
+    if (!Exists(DriverFile()) && Exists(DriverFile() + ".away"))
+        fs::rename(DriverFile() + ".away", DriverFile());
+    for (const char* module : {"ipmi_si", "ipmi_devintf", "cdc_ether"})
+        Run(std::string("modprobe ") + module);
+    ASSERT_TRUE(WaitUntil([] { return Exists("/dev/ipmi0"); }));
+    ::chmod("/dev/ipmi0", 0600);
+}
+
+void RestoreDevices()
+{
+    if (Exists(kUsbDevices + "1-2"))
+        Unplug(1);
+    if (!Exists(kUsbDevices + "1-1"))
+        Plug(0);
+    Monitor("set_link lan0 on");
+    const std::string device = kUsbDevices + "1-1/";
+    if (ContentsOf(device + "authorized") != "1\n")
+        WriteFile(device + "authorized", "1");
+    if (ContentsOf(device + "bConfigurationValue") != "1\n")
+        WriteFile(device + "bConfigurationValue", "1");
+    if (InterfaceAt("1-1").empty())
+        WriteFile("/sys/bus/usb/drivers_probe", "1-1:1.0");
+    ASSERT_TRUE(WaitUntil([] { return !InterfaceAt("1-1").empty(); }));
+    const std::string name = InterfaceAt("1-1");
+    Run("ip link set " + name + " down; ip addr flush dev " + name);
+    if (name != "usb0")
+        Run("ip link set " + name + " name usb0");
+}
+
+} // namespace
+
+std::string AskHost(const std::string& words)
+{
+    const int peer = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(kHostPort);
+    ::inet_aton(kHost, &address.sin_addr);
+    const std::string line = words + "\n";
+    std::string answer;
+    if (::connect(peer, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
+        ::send(peer, line.data(), line.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(line.size())) {
+        std::array<char, 1024> buffer;
+        for (ssize_t count; (count = ::recv(peer, buffer.data(), buffer.size(), 0)) > 0;)
+            answer.append(buffer.data(), static_cast<std::size_t>(count));
+    }
+    ::close(peer);
+    const std::size_t status = answer.rfind("status ");
+    if (status == std::string::npos || answer.substr(status) != "status 0\n")
+        ADD_FAILURE() << "the host to \"" << words << "\": " << answer;
+    return answer.substr(0, std::min(status, answer.size()));
+}
+
+std::string Control(const std::string& words)
+{
+    return AskHost("control " + words);
+}
+
+std::string Monitor(const std::string& words)
+{
+    return AskHost("monitor " + words);
+}
+
+std::string Run(const std::string& command)
+{
+    std::string output;
+    std::FILE* const pipe = ::popen((command + " 2>&1").c_str(), "re");
+    std::array<char, 1024> buffer;
+    while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), pipe))
+        output.append(buffer.data(), count);
+    const int status = ::pclose(pipe);
+    EXPECT_EQ(status, 0) << command << ": " << output;
+    return output;
+}
+
+bool WriteFile(const std::string& path, const std::string& text)
+{
+    std::ofstream file(path);
+    file << text;
+    return static_cast<bool>(file.flush());
+}
+
+std::vector<unsigned char> Exchange(unsigned char command)
+{
+    NORXVXA20::SPLibrary* const driver = NORXVXA20::SPLibrary::GetSplibraryInstance(0);
+    std::array<unsigned char, 256> frame = {0x01, 0x20, 0x3a, 0, command, 1, 0, 0, 0, 0x01};
+    int length = 10;
+    if (driver == nullptr || !driver->sendIPMICommand(frame.data(), &length, frame.size(), true))
+        return {};
+    std::vector<unsigned char> answer = {frame[4]};
+    answer.insert(answer.end(), frame.begin() + 9, frame.begin() + length);
+    return answer;
+}
+
+std::string InterfaceAt(const std::string& port)
+{
+    std::error_code error;
+    for (const fs::directory_entry& entry :
+         fs::directory_iterator(kUsbDevices + port + ":1.0/net", error))
+        return entry.path().filename();
+    return {};
+}
+
+bool IsUp(const std::string& interface)
+{
+    const std::string flags = ContentsOf("/sys/class/net/" + interface + "/flags");
+    return (std::strtoul(flags.c_str(), nullptr, 16) & IFF_UP) != 0;
+}
+
+std::string Settings(const std::string& interface)
+{
+    return ContentsOf("/sys/class/net/" + interface + "/flags") +
+           Run("ip -4 addr show dev " + interface + " | grep inet || true");
+}
+
+void Plug(int node)
+{
+    const std::string number = std::to_string(node);
+    Monitor("device_add usb-net,id=node" + number + ",netdev=lan" + number +
+            ",bus=usb.0,port=" + std::to_string(node + 1) + ",mac=52:54:00:70:00:0" + number);
+    EXPECT_TRUE(WaitUntil([&] { return !InterfaceAt(Port(node)).empty(); })) << "node " << node;
+}
+
+void Unplug(int node)
+{
+    Monitor("device_del node" + std::to_string(node));
+    EXPECT_TRUE(WaitUntil([&] { return !Exists(kUsbDevices + Port(node)); })) << "node " << node;
+}
+
+void Guest::SetUpTestSuite()
+{
+    if (!Exists("/etc/command")) {
+        std::cerr << "this test needs simulators/virtual_server/guest.sh around it\n";
+        std::exit(EXIT_FAILURE);
+    }
+}
+
+void Guest::SetUp()
+{
+    ASSERT_NO_FATAL_FAILURE(RestoreModules());
+    ASSERT_NO_FATAL_FAILURE(RestoreDevices());
+    AskHost("restore");
+    // Also after the BMC was away.
+    ASSERT_TRUE(WaitUntil([] {
+        const std::vector<unsigned char> answer = Exchange(kIsFinished);
+        return !answer.empty() && answer[0] == 0;
+    }));
+    Control("ffdc reset");
+}
