@@ -1,9 +1,12 @@
 #!/usr/bin/env bash
-# usage: ./demo.sh [--files DIR] [--out DIR]
+# usage: ./demo.sh [--virtual-server [--shell]] [--files DIR] [--out DIR]
 # Collects the FFDC of a simulated service processor and of a simulated chassis: builds what is needed, starts the
 # simulators in a sandbox of their own, runs ffdc-collect against them and compares every file with its source.
 #   --files DIR  serve the files in DIR instead of a small built-in set
 #   --out DIR    collect into DIR (default: build/demo/collected, emptied first); the chassis' archive goes beside it
+#   --virtual-server  collect from the service processor alone, inside a server of its own (QEMU): over the kernel's IPMI
+#                driver and the USB network link. Memory for it: 512 MiB and twice the files
+#   --shell      a prompt in that server instead, with ffdc-collect in place; "exit" turns it off
 # Exit status: 0 every file arrived as it is; 1 something is missing or differs; 2 wrong arguments or a
 # missing requirement.
 set -euo pipefail
@@ -12,9 +15,13 @@ top=$(dirname "$(realpath "$0")")
 
 usage() { sed -n '2,/^set -/{/^set -/d;s/^# \{0,1\}//;p}' "$0"; }
 
-files='' out=''
+files='' out='' server='' shell=''
 while [ $# -gt 0 ]; do
   case $1 in
+    --virtual-server | --shell)
+      declare "$([ "$1" = --shell ] && echo shell || echo server)=1"
+      shift
+      ;;
     --files | --out)
       [ $# -ge 2 ] && [ -n "$2" ] || status=2 fail "$1 needs a directory"
       declare "${1#--}=$2"
@@ -24,6 +31,7 @@ while [ $# -gt 0 ]; do
     *) usage >&2; status=2 fail "unknown argument $1" ;;
   esac
 done
+[ -z "$shell" ] || [ -n "$server" ] || status=2 fail "--shell goes with --virtual-server"
 if [ -n "$files" ]; then
   [ -d "$files" ] && [ -r "$files" ] || status=2 fail "no readable directory: $files"
   files=$(realpath "$files")
@@ -38,10 +46,16 @@ cd "$top"
 # shellcheck disable=SC2086
 install_packages $packages_build $packages_libraries $packages_peers zip unzip
 preset=demo
+if [ -n "$server" ]; then
+  preset=demo-virtual-server
+  # shellcheck disable=SC2086
+  install_packages $packages_machine
+  simulators/virtual_server/fetch.sh build || status=2 fail "the virtual server needs a kernel"
+fi
 if ! simulators/sandbox.sh --check; then
   [ "$(id -u)" -eq 0 ] || status=2 fail "without the sandbox this needs root"
-  say "Going on without the sandbox, on loopback: the servers use this machine's ports 115, 19002 and 19003"
-  preset=demo-plain
+  say "Going on without the sandbox, on loopback: the servers use this machine's ports 115 and 19002 to 19004"
+  [ -n "$server" ] || preset=demo-plain
   install_packages libnss-wrapper
   export SP_PLAIN=1 SP_ADDRESS=127.0.70.1
 fi
@@ -70,13 +84,48 @@ fi
 log=$state/core.log
 rm -f "$log"
 
-say "Collecting from the simulated service processor"
+# Runs a command inside the virtual server; what it leaves there in /out arrives in $state/server. The files lie in the
+# server's memory, and once more on their way into it.
+in_virtual_server() {
+  local served memory free terminal=() status=0
+  served=$(du -sm --apparent-size "$files" | cut -f1)
+  memory=$((512 + 2 * served))
+  free=$(awk '/^MemAvailable:/ { print int($2 / 1024) }' /proc/meminfo)
+  [ "$memory" -le "$free" ] || status=2 fail "the server would need $memory MiB of memory, and $free MiB are free"
+  rm -rf "$state/server"
+  if [ -n "$shell" ]; then
+    terminal=(-s)
+    # QEMU changes the terminal, and may be ended without changing it back.
+    [ ! -t 0 ] || trap "stty $(stty -g)" EXIT
+  fi
+  simulators/virtual_server/guest.sh "${terminal[@]}" -m "$memory" -t $((300 + served)) -o "$state/server" \
+    -e VXA_USBLAN_INTERFACES=usb0 -p "$state/bin/ffdc-collect" -p "$state/bin/libqmmusblan.so" \
+    -p "$(/sbin/ldconfig -p | awk '/libcurl\.so\.4.*x86-64/ { print $NF; exit }')" "$state/sandbox" "$@" || status=$?
+  return "$status"
+}
+
 SP_PASSWORD=$(head -c 9 /dev/urandom | base64 | tr '+/' 'xy')
 export SP_PASSWORD SP_FILES=$files SP_POLLS=1 UTILS_MODULE=$state/bin/ffdc_module.so
+if [ -n "$shell" ]; then
+  say "A prompt in the server; try: ffdc-collect service-processor --usb-lan restore --out /tmp/ffdc"
+  in_virtual_server setsid cttyhack sh
+  exit
+fi
+say "Collecting from the simulated service processor${server:+, inside a server of its own}"
 collected=0
-simulators/sandbox.sh "$state/sandbox" "$state/bin/ffdc-collect" service-processor --out "$out" --log "$log" ||
-  collected=$?
+if [ -n "$server" ]; then
+  in_virtual_server ffdc-collect service-processor --usb-lan restore --out /out/collected --log /out/core.log ||
+    collected=$?
+  mkdir -p "$out"
+  [ ! -d "$state/server/collected" ] || cp -a "$state/server/collected/." "$out/"
+  rm -rf "$state/server/collected"
+  [ ! -e "$state/server/core.log" ] || mv "$state/server/core.log" "$log"
+else
+  simulators/sandbox.sh "$state/sandbox" "$state/bin/ffdc-collect" service-processor --out "$out" --log "$log" ||
+    collected=$?
+fi
 [ "$collected" -lt 128 ] || exit "$collected"
+[ "$collected" -ne 2 ] || status=2 fail "ffdc-collect could not start"
 
 say "What arrived in $out"
 result=0
@@ -102,6 +151,7 @@ tail -n 5 "$log"
 [ "$result" -eq 0 ] && [ "$collected" -eq 0 ] ||
   fail "not everything arrived (ffdc-collect ended with $collected)"
 say "All $count files equal their sources"
+[ -z "$server" ] || exit 0
 
 say "Collecting from the simulated chassis"
 chassis_out=$state/chassis

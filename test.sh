@@ -17,6 +17,11 @@ done
 
 # shellcheck disable=SC2086
 install_packages $packages_build $packages_libraries $packages_peers $packages_tests $packages_windows
+# Without it the tests inside the virtual server are skipped (with UTILS_CI=1 they fail).
+if [ "${presets[*]}" != win64 ]; then
+  # shellcheck disable=SC2086
+  { (install_packages $packages_machine) && simulators/virtual_server/fetch.sh build; } || say "No virtual server"
+fi
 
 stop_wine() {
   [ ! -d build/win64/wine ] || WINEPREFIX=$PWD/build/win64/wine wineserver_stop

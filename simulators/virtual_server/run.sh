@@ -12,6 +12,7 @@ cd "$(dirname "$(realpath "$0")")"
 GUEST_STATUS=$SP_WORKDIR/status
 export GUEST_OUT GUEST_STATUS
 rm -f "$GUEST_STATUS"
+trap 'rm -f "$image"' EXIT
 
 console=(-serial stdio)
 if [ "${5:-}" = shell ]; then
