@@ -1,9 +1,10 @@
 #include "osdep/Process.h"
 
+#include "osdep/InheritedHandles.h"
+
 #include <windows.h>
 
 #include <algorithm>
-#include <vector>
 
 namespace {
 
@@ -12,35 +13,6 @@ using std::chrono::milliseconds;
 // Large, because the reader sleeps between two looks at an empty pipe.
 constexpr DWORD kPipeSize = 1 << 20;
 constexpr DWORD kLongestPause = 20;
-
-// The handles that a new process inherits, and no others, whatever the caller's other threads do.
-class InheritedHandles {
-public:
-    explicit InheritedHandles(std::vector<HANDLE> handles) : m_handles(std::move(handles))
-    {
-        SIZE_T size = 0;
-        ::InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
-        m_storage.resize(size);
-        m_good = ::InitializeProcThreadAttributeList(List(), 1, 0, &size) != 0 &&
-                 ::UpdateProcThreadAttribute(List(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST,
-                                             m_handles.data(), m_handles.size() * sizeof(HANDLE),
-                                             nullptr, nullptr) != 0;
-    }
-    InheritedHandles(const InheritedHandles&) = delete;
-    InheritedHandles& operator=(const InheritedHandles&) = delete;
-    ~InheritedHandles() { ::DeleteProcThreadAttributeList(List()); }
-
-    explicit operator bool() const { return m_good; }
-    LPPROC_THREAD_ATTRIBUTE_LIST List()
-    {
-        return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(m_storage.data());
-    }
-
-private:
-    std::vector<HANDLE> m_handles;
-    std::vector<char> m_storage;
-    bool m_good = false;
-};
 
 // A standard input that ends at once, inheritable.
 KernelHandle OpenNothing()
