@@ -1,6 +1,7 @@
 #include "collector/Chassis.h"
 
 #include "common/TVXAException.h"
+#include "ffdc/Packer.h"
 #include "ffdc/TCMMFFDC.h"
 #include "platform/vxacore/TOSSpecific.h"
 
@@ -13,9 +14,9 @@ constexpr int kPackerLimit = 30; // seconds
 std::string FindChassisFault()
 {
     try {
-        NORXVXA20::TOSSpecific::SpawnProcess("zip -v", kPackerLimit);
+        NORXVXA20::TOSSpecific::SpawnProcess(std::string(kPacker) + " -v", kPackerLimit);
     } catch (const NORXVXA20::TVXAException&) {
-        return "the packer, the program zip, cannot be run";
+        return std::string("the packer, the program ") + kPacker + ", cannot be run";
     }
     return std::string();
 }

@@ -10,6 +10,7 @@
 #include "collector/LookAhead.h"
 #include "collector/Options.h"
 #include "collector/Password.h"
+#include "collector/Paths.h"
 #include "collector/ServiceProcessor.h"
 #include "collector/Upload.h"
 #include "collector/UsbLinks.h"
@@ -17,7 +18,6 @@
 #include "osdep/VXAOSDep.h"
 
 #include <cstdlib>
-#include <filesystem>
 #include <iostream>
 #include <optional>
 #include <utility>
@@ -203,10 +203,11 @@ int CollectFromChassis(Options options, std::chrono::milliseconds silence)
     for (const std::string& line : outcome.lines)
         Say(line);
 
+    const std::filesystem::path keep = PathOf(options.keep);
     std::error_code error;
     if (ledger.refused || JudgeArchive(ledger, options.keep) ||
-        std::filesystem::is_empty(options.keep, error)) {
-        std::filesystem::remove_all(options.keep, error);
+        std::filesystem::is_empty(keep, error)) {
+        std::filesystem::remove_all(keep, error);
         return outcome.exitCode;
     }
     Say("what arrived is in " + options.keep);

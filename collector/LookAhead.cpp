@@ -1,9 +1,10 @@
 #include "collector/LookAhead.h"
 
+#include "collector/Paths.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <random>
 
 namespace fs = std::filesystem;
@@ -18,7 +19,7 @@ constexpr std::uintmax_t kScarce = 64 * kMebibyte;
 int TryWriting(const fs::path& directory)
 {
     const fs::path probe = directory / (".ffdc-collect-" + std::to_string(std::random_device()()));
-    std::FILE* file = std::fopen(probe.string().c_str(), "wb");
+    std::FILE* file = std::fopen(TextOf(probe).c_str(), "wb");
     if (file == nullptr)
         return errno;
     const char text[] = "ffdc-collect looks whether it can write here\n";
@@ -34,15 +35,16 @@ int TryWriting(const fs::path& directory)
 
 Finding PrepareDirectory(const std::string& directory)
 {
+    const fs::path path = PathOf(directory);
     std::error_code error;
-    if (fs::exists(directory, error) && !fs::is_directory(directory, error))
+    if (fs::exists(path, error) && !fs::is_directory(path, error))
         return {directory + " is no directory", ""};
-    fs::create_directories(directory, error);
+    fs::create_directories(path, error);
     if (error)
         return {"cannot create the directory " + directory + ": " + error.message(), ""};
-    if (const int code = TryWriting(directory))
+    if (const int code = TryWriting(path))
         return {"cannot write into " + directory + ": " + std::strerror(code), ""};
-    const fs::space_info room = fs::space(directory, error);
+    const fs::space_info room = fs::space(path, error);
     return error ? Finding() : JudgeRoom(room.available, directory);
 }
 

@@ -1,19 +1,14 @@
 #include "collector/Password.h"
 
+#include "collector/Terminal.h"
 #include "common/Wipe.h"
-#include "osdep/VXAOSDep.h"
-
-#include <unistd.h>
 
 #include <fstream>
 #include <iostream>
 
-using NORXVXA20::VXAOSDep;
-
 namespace {
 
 constexpr int kCtrlC = 3;
-constexpr int kCtrlD = 4;
 constexpr int kBackspace = 8;
 constexpr int kDelete = 127;
 constexpr int kNoKey = -1;
@@ -24,10 +19,10 @@ std::optional<std::string> ReadKeys()
     std::string typed;
     const ScopedWipe wipe(typed);
     for (;;) {
-        const int key = VXAOSDep::GetCharWithNoEcho();
+        const int key = ReadHiddenKey();
         if (key == '\r' || key == '\n')
             return typed;
-        if (key == kCtrlC || key == kNoKey || (key == kCtrlD && typed.empty()))
+        if (key == kCtrlC || key == kNoKey || (key == kEndOfInputKey && typed.empty()))
             return std::nullopt;
         if (key != kBackspace && key != kDelete)
             typed += static_cast<char>(key);
@@ -40,7 +35,7 @@ std::optional<std::string> ReadKeys()
 
 std::optional<std::string> ReadPassword(const std::string& path)
 {
-    if (path == "-" && ::isatty(STDIN_FILENO) != 0)
+    if (path == "-" && HasTerminal())
         return AskPassword("Password: ");
     std::ifstream file;
     if (path != "-")
@@ -55,7 +50,7 @@ std::optional<std::string> ReadPassword(const std::string& path)
 
 std::optional<std::string> AskPassword(const std::string& prompt)
 {
-    if (::isatty(STDIN_FILENO) == 0)
+    if (!HasTerminal())
         return std::nullopt;
     std::cerr << prompt << std::flush;
     std::optional<std::string> password = ReadKeys();

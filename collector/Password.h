@@ -10,5 +10,5 @@
 std::optional<std::string> ReadPassword(const std::string& path);
 
 // Asks on the terminal, which does not show what is typed. Nothing where standard input is no
-// terminal, or when the user gives up (Ctrl-C, or Ctrl-D at once).
+// terminal, or when the user gives up (Ctrl-C, or at once Ctrl-D, on Windows Ctrl-Z).
 std::optional<std::string> AskPassword(const std::string& prompt);
