@@ -91,6 +91,16 @@ function(utils_backend name)
   endif()
 endfunction()
 
+# utils_exports(TARGET): nothing is exported but what carries an export macro. The sanitizer compares types by
+# address, so in its build they stay shared.
+function(utils_exports target)
+  if(NOT WIN32 AND NOT UTILS_SANITIZE)
+    set(map ${PROJECT_SOURCE_DIR}/cmake/exports.map)
+    target_link_options(${target} PRIVATE LINKER:--version-script=${map})
+    set_target_properties(${target} PROPERTIES LINK_DEPENDS ${map})
+  endif()
+endfunction()
+
 # What our shared libraries have in common, as targets of the build and of the installed package.
 function(utils_shared_properties target)
   string(TOUPPER ${target} upper)
@@ -99,6 +109,7 @@ function(utils_shared_properties target)
   target_compile_features(${target} PUBLIC cxx_std_17)
   target_compile_definitions(${target} INTERFACE
     BOOST_ENABLE_ASSERT_HANDLER $<INSTALL_INTERFACE:${upper}_IMPORTS>)
+  utils_exports(${target})
   set_target_properties(${target} PROPERTIES
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
   if(WIN32)

@@ -13,7 +13,9 @@ public:
     UTILS_INLINE_API explicit TVXAException(const TVXAStatusCode& statusCode)
         : m_statusCode(statusCode)
     {}
-    UTILS_INLINE_API TVXAException(const TVXAException& other) = default;
+    UTILS_INLINE_API TVXAException(const TVXAException& other)
+        : std::exception(other), m_statusCode(other.m_statusCode)
+    {}
     UTILS_INLINE_API ~TVXAException() noexcept override {}
 
     // Valid as long as the core library's texts.

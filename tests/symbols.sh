@@ -1,24 +1,47 @@
 #!/usr/bin/env bash
-# usage: symbols.sh LIBRARY...
-# No symbol of ours is defined by two shared libraries, so that each thing has one home. Exempt are the
-# vtable and type information of the classes that every library throws or catches.
+# usage: symbols.sh linux|windows FOLDER [--update]
+# Compares what our libraries in FOLDER export with the lists in symbols/: nothing more, nothing less. No symbol is
+# defined by two of them, so that each thing has one home, but for those in symbols/shared.SYSTEM.txt.
+# --update writes the lists anew; what it changed is what callers will notice.
 set -euo pipefail
+system=$1 folder=$2 update=${3:-}
+lists=$(dirname "$(realpath "$0")")/symbols
+case $system in
+  linux) libraries=(utils vxacore spdriver cmm.nsp qmmusblan) prefix=lib suffix=.so ;;
+  windows) libraries=(utils vxacore spdriver cmm.nsp) prefix='' suffix=.dll ;;
+  *) sed -n '2,5s/^# //p' "$0" >&2; exit 2 ;;
+esac
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
 
-shared_types='(9NORXVXA20)?(13TVXAException|14TVXAStatusCode|17TAssertionFailure)'
-symbols() {
-  # Instances of the standard library's templates, and boost's type information, may be anywhere.
-  nm -D --defined-only "$1" | awk '{print $NF}' | sed 's/@.*//' |
-    grep -vE "^_Z(N|NK|T[ISV]N?|Z?NK?|GV)*(St|S[abiosd]|9__gnu_cxx)|^_ZT[VIS]N?5boost|^_ZT[VIS]N?${shared_types}E?$" | sort -u
+exported_linux() {
+  nm -DC --defined-only "$1" | sed -E 's/^[0-9a-f]* ?//; s/@.*//; s/^[WVu] /weak /; s/^[A-Za-z] //'
+}
+
+exported_windows() {
+  x86_64-w64-mingw32-objdump -p "$1" |
+    awk '/\[Ordinal\/Name Pointer\] Table/ { names = 1; next } !NF { names = 0 } names { print $NF }' | c++filt
+}
+
+readable() {
+  sed -E 's/std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >/std::string/g; s/ >/>/g' |
+    LC_ALL=C sort -u
 }
 
 faults=0
-for library in "$@"; do
-  [ -n "$(symbols "$library")" ] || { echo "$library exports nothing" >&2; faults=1; }
+for library in "${libraries[@]}"; do
+  exported_"$system" "$folder/$prefix$library$suffix" | readable >"$work/$library"
+  list=$lists/$library.$system.txt
+  [ "$update" != --update ] || cp "$work/$library" "$list"
+  if ! diff -u --label "expected of $library" --label "exported by $library" "$list" "$work/$library" >&2; then
+    faults=1
+  fi
 done
-doubles=$(for library in "$@"; do symbols "$library"; done | sort | uniq -d)
-if [ -n "$doubles" ]; then
-  echo "defined by several of: $*" >&2
-  c++filt <<<"$doubles" >&2
+
+shared=$lists/shared.$system.txt
+[ -f "$shared" ] || shared=/dev/null
+cat "${libraries[@]/#/$work/}" | sed 's/^weak //' | LC_ALL=C sort | uniq -d >"$work/doubles"
+if ! diff -u --label "expected of several libraries" --label "exported by several libraries" "$shared" "$work/doubles" >&2; then
   faults=1
 fi
 exit "$faults"
