@@ -12,7 +12,7 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
+#include <functional>
 
 using namespace NORXVXA20;
 using testing::Contains;
@@ -240,66 +240,45 @@ TEST_F(TQMMFFDCTest, LibcurlIsLookedForUnderSevenNamesInOrder)
     EXPECT_EQ(m_console, kBanner + "In progress.\nFailed getting QMM FFDC data.\n");
 }
 
-TEST_F(TQMMFFDCTest, FailedSetUpOfLibcurlLeavesItLoaded)
+TEST_F(TQMMFFDCTest, EachFailedStepOfLibcurlIsNamedAndOnlyAfterTheSetUpItIsUnloaded)
 {
-    const char* const missing[] = {"curl_global_init", "curl_easy_init"};
-    for (const char* name : missing) {
-        SetUp();
-        gLoader.libraries["libcurl.so.4"].erase(name);
-        EXPECT_FALSE(Capture());
-        EXPECT_TRUE(gLog.Holds("TQMMFFDC::InitCurl(): Error getting processes of libcurl dll/so."));
-        EXPECT_TRUE(gLog.Holds("Exiting TQMMFFDC::InitCurl()."));
-        EXPECT_THAT(gCurl.calls, IsEmpty());
-        EXPECT_THAT(gLoader.calls, testing::Not(Contains("unload")));
-    }
-    SetUp();
-    gCurl.globalInitResult = 2;
-    EXPECT_FALSE(Capture());
-    EXPECT_TRUE(gLog.Holds("TQMMFFDC::InitCurl(): Error running pfnCurlGlobalInit()."));
-    EXPECT_THAT(gCurl.calls, ElementsAre("global_init 3"));
-
-    SetUp();
-    gCurl.givesHandle = false;
-    EXPECT_FALSE(Capture());
-    EXPECT_TRUE(gLog.Holds("TQMMFFDC::InitCurl(): Error running pfnCurlEasyInit()."));
-    EXPECT_TRUE(gLog.Holds("Exiting TQMMFFDC::InitCurl()."));
-    EXPECT_THAT(gLoader.calls, testing::Not(Contains("unload")));
-    EXPECT_FALSE(gLog.Holds("Entering TQMMFFDC::UinitCurl()."));
-}
-
-TEST_F(TQMMFFDCTest, FailedListingCleansUpAndCopiesNothing)
-{
-    struct Case {
-        int option; // 0: the transfer itself fails
-        const char* line;
+    const auto without = [](const char* name) {
+        return [=] { gLoader.libraries["libcurl.so.4"].erase(name); };
     };
-    const Case cases[] = {
-        {10002, "Error setting libcurl CURLOPT_URL."},
-        {48, "Error setting libcurl CURLOPT_DIRLISTONLY."},
-        {20011, "Error setting libcurl CURLOPT_WRITEFUNCTION."},
-        {10001, "Error setting libcurl CURLOPT_WRITEDATA."},
-        {0, "Error invoking libcurl fn_curl_easy_perform."},
+    const auto failing = [](int option) { return [=] { gCurl.failingOption = option; }; };
+    const std::string processes = "Error getting processes of libcurl dll/so.";
+    const struct {
+        const char* operation;
+        std::function<void()> prepare;
+        std::string line;
+    } cases[] = {
+        {"InitCurl", without("curl_global_init"), processes},
+        {"InitCurl", without("curl_easy_init"), processes},
+        {"InitCurl", [] { gCurl.globalInitResult = 2; }, "Error running pfnCurlGlobalInit()."},
+        {"InitCurl", [] { gCurl.givesHandle = false; }, "Error running pfnCurlEasyInit()."},
+        {"GetFileNames", without("curl_easy_setopt"), processes},
+        {"GetFileNames", without("curl_easy_perform"), processes},
+        {"GetFileNames", failing(10002), "Error setting libcurl CURLOPT_URL."},
+        {"GetFileNames", failing(48), "Error setting libcurl CURLOPT_DIRLISTONLY."},
+        {"GetFileNames", failing(20011), "Error setting libcurl CURLOPT_WRITEFUNCTION."},
+        {"GetFileNames", failing(10001), "Error setting libcurl CURLOPT_WRITEDATA."},
+        {"GetFileNames", [] { gCurl.performResult = 7; },
+         "Error invoking libcurl fn_curl_easy_perform."},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.line);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.operation + (": " + c.line));
         SetUp();
         gCurl.blocks = {"f\n"};
-        gCurl.failingOption = c.option;
-        gCurl.performResult = c.option == 0 ? 7 : 0;
+        c.prepare();
         EXPECT_FALSE(Capture());
-        EXPECT_EQ(m_console, kBanner + "In progress.\nFailed getting QMM FFDC data files.\n");
-        EXPECT_TRUE(gLog.Holds(std::string("TQMMFFDC::GetFileNames(): ") + c.line));
-        EXPECT_TRUE(gLog.Holds("Exiting TQMMFFDC::GetFileNames()."));
-        EXPECT_EQ(gLoader.calls.back(), "unload");
+        const bool isSetUp = std::string(c.operation) == "InitCurl";
+        EXPECT_EQ(m_console, kBanner + "In progress.\nFailed getting QMM FFDC data" +
+                                 (isSetUp ? "" : " files") + ".\n");
+        EXPECT_TRUE(gLog.Holds("TQMMFFDC::" + (c.operation + ("(): " + c.line))));
+        EXPECT_TRUE(gLog.Holds("Exiting TQMMFFDC::" + (c.operation + std::string("()."))));
+        EXPECT_EQ(gLog.Holds("Entering TQMMFFDC::UinitCurl()."), !isSetUp);
+        EXPECT_EQ(gLoader.calls.back() == "unload", !isSetUp);
         EXPECT_THAT(gTransfers.copies, IsEmpty());
-    }
-    for (const char* name : {"curl_easy_setopt", "curl_easy_perform"}) {
-        SetUp();
-        gLoader.libraries["libcurl.so.4"].erase(name);
-        EXPECT_FALSE(Capture());
-        EXPECT_TRUE(
-            gLog.Holds("TQMMFFDC::GetFileNames(): Error getting processes of libcurl dll/so."));
-        EXPECT_EQ(gLoader.calls.back(), "unload");
     }
 }
 

@@ -183,8 +183,7 @@ TEST_F(NetworkTest, EveryLinkedInterfaceHasItsTurnBetweenTwoProbes)
     EXPECT_THAT(gMachine.commands,
                 ElementsAre(kStop, kStart, DhclientOf("eth0"), kStop, kStart, DhclientOf("eth0"),
                             kStop, kStart, DhclientOf("eth1"), kStop, kStart, DhclientOf("eth1")));
-    EXPECT_THAT(gMachine.lookedUp, ElementsAre(UTILS_UPLOAD_HOST, UTILS_UPLOAD_HOST,
-                                               UTILS_UPLOAD_HOST, UTILS_UPLOAD_HOST));
+    EXPECT_EQ(gMachine.lookedUp, std::vector<std::string>(4, UTILS_UPLOAD_HOST));
     EXPECT_THAT(ContentsOf("calls"),
                 StartsWith("hwinfo --netcard\nping " UTILS_UPLOAD_HOST " -c 3\n"));
     EXPECT_TRUE(gLog.Holds("RecycleNetwork configured for: " + DhclientOf("eth1")));
@@ -229,8 +228,7 @@ TEST_F(NetworkTest, ShellThatCannotBeRunForDhclientIsOnlyLogged)
 TEST_F(NetworkTest, WithoutALinkThereIsNothingToRecycle)
 {
     for (const std::string& listing :
-         {std::string(), Nic("eth0", "no"), Nic("usb0", "yes"), std::string("Device File:"),
-          std::string("Device File: eth0")}) {
+         {std::string(), Nic("eth0", "no"), Nic("usb0", "yes"), std::string("Device File:")}) {
         SCOPED_TRACE(listing);
         gLog.Reset();
         Output("hwinfo.txt", listing);

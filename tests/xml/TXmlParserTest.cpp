@@ -47,7 +47,6 @@ public:
     using TXmlParser::UngetChar;
 
     std::function<void(const char*, Map&)> onStart = [](const char*, Map&) {};
-    std::function<void(const char*)> onEnd = [](const char*) {};
     std::function<void(const std::string&)> onText = [](const std::string&) {};
     std::function<void(const char*)> onError = [](const char*) {};
     std::string trace;
@@ -58,11 +57,7 @@ protected:
         trace += std::string("<") + name;
         onStart(name, *attributes);
     }
-    void OnEndElement(const char* name) override
-    {
-        trace += std::string("/") + name;
-        onEnd(name);
-    }
+    void OnEndElement(const char* name) override { trace += std::string("/") + name; }
     void OnProcessingInstruction(const char*, const char*) override { trace += "?"; }
     void OnCharacterData(const char* text, unsigned int length) override
     {
@@ -213,33 +208,6 @@ TEST(TXmlParserTest, LinesCountALineFeedUnderTheNul)
     reader.UngetChar();
     EXPECT_EQ(reader.PeekChar(), '\n');
     EXPECT_EQ(reader.GetCurLine(), 2u);
-}
-
-TEST(TXmlParserTest, ThrowingHandlerLeavesTheTextAndTheNextParseAlone)
-{
-    const std::string original = "<a\nx='1'>text<b\ny='2'/></a\n>";
-    for (const char* where : {"<a", "<b", "text", "/b", "/a"}) {
-        SCOPED_TRACE(where);
-        ScriptedReader reader;
-        const auto throwAt = [&](const std::string& event) {
-            if (event == where)
-                throw Listener::Stop();
-        };
-        reader.onStart = [&](const char* name, ScriptedReader::Map&) {
-            throwAt(std::string("<") + name);
-        };
-        reader.onEnd = [&](const char* name) { throwAt(std::string("/") + name); };
-        reader.onText = throwAt;
-        std::string document = original;
-        EXPECT_THROW(reader.Parse(document.data()), Listener::Stop);
-        EXPECT_EQ(document.c_str(), original);
-        EXPECT_EQ(reader.GetCurLine(),
-                  *where == 't' || where[1] == 'a' ? (*where == '/' ? 4u : 2u) : 3u);
-        where = "";
-        reader.trace.clear();
-        reader.Parse(document.data());
-        EXPECT_EQ(reader.trace, "<a<b/b/a");
-    }
 }
 
 TEST(TXmlParserTest, HandlerMayParseAnotherDocument)

@@ -202,10 +202,8 @@ TEST_F(FtpUploadTest, RefusedLogInOrFileIsDenied)
 TEST_F(FtpUploadTest, WhatDidNotArriveWholeIsNoSuccess)
 {
     EXPECT_EQ(UploadAs("cut", 16 * 1024 * 1024), kFalse);
-    EXPECT_EQ(UploadAs("full"), kFalse);
-    EXPECT_EQ(UploadAs("quota"), kFalse);
-    EXPECT_EQ(UploadAs("busy"), kFalse);
-    EXPECT_EQ(UploadAs("short"), kFalse);
+    for (const char* user : {"full", "quota", "busy", "short"})
+        EXPECT_EQ(UploadAs(user), kFalse) << user;
     EXPECT_THAT(Log(), HasSubstr("the server has 7 of 4194304 bytes"));
     // One that does not tell is believed.
     EXPECT_EQ(UploadAs("blind"), kTrue);
@@ -224,25 +222,21 @@ TEST_F(FtpUploadTest, ServerThatIsNotThereHasACode)
 {
     const std::string file = m_folder.Write("local", "new");
     MuteServer mute;
-    EXPECT_EQ(Upload("127.0.0.1:" + mute.Port(), file, "r.zip"), 34);
+    const std::string server = "127.0.0.1:" + mute.Port();
+    EXPECT_EQ(Upload(server, file, "r.zip"), 34);
     EXPECT_EQ(Upload(kNoHost, file, "r.zip"), 33);
     EXPECT_EQ(Upload("user:pw@", file, "r.zip"), kFalse);
     EXPECT_EQ(Upload("host/folder", file, "r.zip"), kFalse);
-    // Connected, but never greeted.
-    mute.Listen();
-    EXPECT_EQ(Upload("127.0.0.1:" + mute.Port(), file, "r.zip"), 34);
-}
-
-TEST_F(FtpUploadTest, UnreadableFileOpensNoConnection)
-{
-    MuteServer mute; // a connection would be refused, and that is 34
-    const std::string server = "127.0.0.1:" + mute.Port();
-    EXPECT_EQ(Upload(server, m_folder / "missing", "r.zip"), kFalse);
-    EXPECT_EQ(Upload(server, m_folder.Path(), "r.zip"), kFalse);
+    // A file that cannot be read opens no connection.
     ASSERT_EQ(::mkfifo((m_folder / "pipe").c_str(), 0600), 0);
+    for (const std::string& unreadable : {m_folder / "missing", m_folder.Path()})
+        EXPECT_EQ(Upload(server, unreadable, "r.zip"), kFalse);
     std::thread writer([&] { m_folder.Write("pipe", ""); });
     EXPECT_EQ(Upload(server, m_folder / "pipe", "r.zip"), kFalse);
     writer.join();
+    // Connected, but never greeted.
+    mute.Listen();
+    EXPECT_EQ(Upload(server, file, "r.zip"), 34);
 }
 
 TEST_F(FtpUploadTest, ProbeSaysWhichStepFailed)
@@ -250,10 +244,9 @@ TEST_F(FtpUploadTest, ProbeSaysWhichStepFailed)
     MuteServer mute;
     EXPECT_EQ(TOSSpecific::DetectHostnameAvailable("127.0.0.1", mute.Port()), 34);
     mute.Listen();
-    EXPECT_EQ(TOSSpecific::DetectHostnameAvailable("127.0.0.1", mute.Port()), 0);
-    EXPECT_EQ(TOSSpecific::DetectHostnameAvailable("localhost", mute.Port()), 0);
-    EXPECT_EQ(TOSSpecific::DetectHostnameAvailable(kNoHost, "80"), 33);
-    for (const char* host : {"", "a/b", "user@127.0.0.1"})
+    for (const char* host : {"127.0.0.1", "localhost"})
+        EXPECT_EQ(TOSSpecific::DetectHostnameAvailable(host, mute.Port()), 0);
+    for (const char* host : {kNoHost.c_str(), "", "a/b", "user@127.0.0.1"})
         EXPECT_EQ(TOSSpecific::DetectHostnameAvailable(host, mute.Port()), 33);
 }
 
