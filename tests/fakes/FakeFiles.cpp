@@ -31,8 +31,6 @@ void TOSSpecific::CreateDir(std::string path)
 
 std::vector<std::string> TOSSpecific::ListDir(std::string path)
 {
-    if (gFiles.onCall)
-        gFiles.onCall("ListDir");
     std::error_code error;
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(path, error))

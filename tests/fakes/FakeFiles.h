@@ -14,8 +14,7 @@ struct FakeFiles {
 
     void Reset() { *this = FakeFiles(); }
 
-    std::function<void(const std::string& call)>
-        onCall; // "DirExists", "CreateDir", "ListDir"; may throw
+    std::function<void(const std::string& call)> onCall; // "DirExists", "CreateDir"; may throw
     std::function<std::string(const std::string& commandLine)> run; // none: silence
     std::vector<std::string> created;
     std::vector<Program> programs;

@@ -47,9 +47,7 @@ ILogger* TRootObject::GetCoreLogger()
 const std::string& TVXAStatusCode::TranslateStatusCode() const
 {
     static std::map<int, std::string> texts;
-    std::string& text = texts[m_code];
-    text = "status " + std::to_string(m_code);
-    return text;
+    return texts[m_code] = "status " + std::to_string(m_code);
 }
 
 } // namespace NORXVXA20

@@ -94,14 +94,12 @@ TEST(CimAnswerTest, TextIsDecodedAndOtherwiseLeftAsItIs)
         const char* content;
         const char* text;
     } cases[] = {
-        {"<VALUE>a</VALUE>", "a"},
         {"<VALUE> a\r\n b </VALUE>", " a\r\n b "},
         {"<VALUE>&lt;&gt;&amp;&quot;&apos;</VALUE>", "<>&\"'"},
         {"<VALUE>&#65;&#228;&#x4E2D;&#x1f600;</VALUE>", "A\xC3\xA4\xE4\xB8\xAD\xF0\x9F\x98\x80"},
         {"<VALUE>a<![CDATA[<b>&amp;]]]>]]&gt;</VALUE>", "a<b>&amp;]]]>"},
         {"<VALUE>a<!-- <b> -->c<?p ?>d</VALUE>", "acd"},
         {"<VALUE>\xC3\xA4</VALUE>", "\xC3\xA4"},
-        {"<VALUE></VALUE>", ""},
         {"<VALUE/>", ""},
         {"", "null"},
         {"<QUALIFIER NAME=\"q\"><VALUE>q</VALUE></QUALIFIER><VALUE>v</VALUE>", "v"},
@@ -130,14 +128,12 @@ TEST(CimAnswerTest, ValuesAreReadByTheirType)
         {"boolean", " true ", "TRUE"},
         {"boolean", "1", nullptr},
         {"uint32", "\n0x1F ", "31"},
-        {"uint8", "+5", "5"},
         {"sint64", "-0x10", "-16"},
         {"sint64", "-9223372036854775808", "-9223372036854775808"},
         {"sint64", "9223372036854775808", nullptr},
         {"uint64", "18446744073709551615", "18446744073709551615"},
         {"uint64", "18446744073709551616", nullptr},
         {"uint16", "-1", nullptr},
-        {"uint16", "", nullptr},
         {"uint16", "0x", nullptr},
         {"uint16", "1a", nullptr},
         {"real64", " 1.5E+3 ", "1.5E+3"},
@@ -178,17 +174,13 @@ TEST(CimAnswerTest, MethodsGiveTheirReturnValueAndTheirOutputs)
 
 TEST(CimAnswerTest, ErrorIsAnErrorWhateverItsCode)
 {
-    const struct {
-        const char* code;
-        int number;
-    } cases[] = {{"5", 5}, {"4711", 4711}, {"x", 0}, {"", 0}};
-    for (const auto& c : cases) {
-        const CimAnswer answer = Read(
-            kMethod,
-            MethodAnswer(
-                std::string("<ERROR CODE=\"") + c.code +
-                "\" DESCRIPTION=\"no&#10;class\"><INSTANCE CLASSNAME=\"CIM_Error\"/></ERROR>"));
-        EXPECT_EQ(answer.errorCode, c.number);
+    const std::pair<std::string, int> cases[] = {{"5", 5}, {"4711", 4711}, {"x", 0}, {"", 0}};
+    for (const auto& [code, number] : cases) {
+        const CimAnswer answer =
+            Read(kMethod, MethodAnswer("<ERROR CODE=\"" + code +
+                                       "\" DESCRIPTION=\"no&#10;class\"><INSTANCE "
+                                       "CLASSNAME=\"CIM_Error\"/></ERROR>"));
+        EXPECT_EQ(answer.errorCode, number);
         EXPECT_EQ(answer.errorText, "no\nclass");
     }
     EXPECT_EQ(CimErrorName(17), "CIM_ERR_METHOD_NOT_FOUND (17)");

@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdarg>
-
 using namespace NORXVXA20;
 
 namespace {
@@ -14,26 +12,9 @@ int gInits = 0;
 int gOpenHandles = 0;
 int gUnknownOption = 0; // the one that this libcurl does not know
 
-int GlobalInit(long)
-{
-    ++gInits;
-    return 0;
-}
-
-void* EasyInit()
-{
-    ++gOpenHandles;
-    return &gOpenHandles;
-}
-
 int EasySetopt(void*, int option, ...)
 {
     return option == gUnknownOption ? curl::kUnknownOption : curl::kOk;
-}
-
-int EasyPerform(void*)
-{
-    return curl::kLoginDenied;
 }
 
 int EasyGetinfo(void*, int, ...)
@@ -41,25 +22,24 @@ int EasyGetinfo(void*, int, ...)
     return curl::kOk;
 }
 
-const char* EasyStrerror(int code)
+template <typename Function>
+void* Entry(Function* function)
 {
-    return code == curl::kLoginDenied ? "log-in denied" : "other";
-}
-
-void EasyCleanup(void*)
-{
-    --gOpenHandles;
+    return reinterpret_cast<void*>(function);
 }
 
 FakeLoader::Exports WholeLibrary()
 {
-    return {{"curl_global_init", reinterpret_cast<void*>(&GlobalInit)},
-            {"curl_easy_init", reinterpret_cast<void*>(&EasyInit)},
-            {"curl_easy_setopt", reinterpret_cast<void*>(&EasySetopt)},
-            {"curl_easy_perform", reinterpret_cast<void*>(&EasyPerform)},
-            {"curl_easy_getinfo", reinterpret_cast<void*>(&EasyGetinfo)},
-            {"curl_easy_strerror", reinterpret_cast<void*>(&EasyStrerror)},
-            {"curl_easy_cleanup", reinterpret_cast<void*>(&EasyCleanup)}};
+    return {
+        {"curl_global_init", Entry(+[](long) { return ++gInits, 0; })},
+        {"curl_easy_init", Entry(+[]() -> void* { return ++gOpenHandles, &gOpenHandles; })},
+        {"curl_easy_setopt", Entry(&EasySetopt)},
+        {"curl_easy_perform", Entry(+[](void*) { return curl::kLoginDenied; })},
+        {"curl_easy_getinfo", Entry(&EasyGetinfo)},
+        {"curl_easy_strerror",
+         Entry(+[](int code) { return code == curl::kLoginDenied ? "log-in denied" : "other"; })},
+        {"curl_easy_cleanup", Entry(+[](void*) { --gOpenHandles; })},
+    };
 }
 
 template <typename Function>
