@@ -82,17 +82,17 @@ protected:
         EXPECT_THAT(log, HasSubstr("was not copied"));
         EXPECT_THAT(log, HasSubstr("host keys are not verified"));
         EXPECT_EQ(log.find("host keys are not"), log.rfind("host keys are not"));
-        EXPECT_EQ(log.find(file_server::Password()), std::string::npos);
+        EXPECT_EQ(log.find(FileServer::Password()), std::string::npos);
         delete s_log;
     }
 
     void SetUp() override
     {
-        file_server::Clear();
+        FileServer::Clear();
         ClearTransferRecord();
         SetTransferListener(&m_listener);
         Limit(20);
-        m_loginsBefore = file_server::Logins();
+        m_loginsBefore = FileServer::Logins();
     }
 
     void TearDown() override
@@ -110,7 +110,7 @@ protected:
 
     bool Copy(const std::string& name)
     {
-        return TOSSpecific::sFTPFileFromORX(file_server::Remote(), m_target / name, name);
+        return TOSSpecific::sFTPFileFromORX(FileServer::Remote(), m_target / name, name);
     }
 
     // The status that a copy throws.
@@ -119,13 +119,13 @@ protected:
         try {
             TOSSpecific::sFTPFileFromORX(remote, m_target / name, name);
         } catch (const TVXAException& e) {
-            EXPECT_EQ(std::string(e.what()).find(file_server::Password()), std::string::npos);
+            EXPECT_EQ(std::string(e.what()).find(FileServer::Password()), std::string::npos);
             return e.GetStatusCode().GetStatusCode();
         }
         return kThrewNothing;
     }
 
-    int NewLogins() const { return file_server::Logins() - m_loginsBefore; }
+    int NewLogins() const { return FileServer::Logins() - m_loginsBefore; }
     static TransferredFile LastRecord() { return GetTransferRecord().back(); }
     std::vector<std::string> Arrived() const
     {
@@ -138,13 +138,13 @@ protected:
     // A file that is interrupted once, in its middle.
     void PutLargeFile(const std::function<void()>& inMidFile)
     {
-        m_contents = file_server::Put("file", 8 * kMiB);
+        m_contents = FileServer::Put("file", 8 * kMiB);
         m_listener.inMidFile = inMidFile;
     }
     void ExpectWhole(const std::string& contents)
     {
         EXPECT_TRUE(ContentsOf(m_target / "file") == contents);
-        EXPECT_EQ(LastRecord().sha256, file_server::DigestOf(file_server::Served("file")));
+        EXPECT_EQ(LastRecord().sha256, FileServer::DigestOf(FileServer::Served("file")));
         EXPECT_THAT(Arrived(), ElementsAre("file"));
     }
 
@@ -163,8 +163,8 @@ TEST_F(SftpTest, FilesArriveWholeOverOneConnection)
                                             "large"};
     std::vector<std::string> contents;
     for (const std::string& name : names)
-        contents.push_back(file_server::Put(name, name == "large" ? 5 * kMiB + 1 : 100));
-    file_server::Put(".hidden", 1);
+        contents.push_back(FileServer::Put(name, name == "large" ? 5 * kMiB + 1 : 100));
+    FileServer::Put(".hidden", 1);
     for (std::size_t i = 0; i < names.size(); ++i) {
         SCOPED_TRACE(names[i]);
         EXPECT_TRUE(Copy(names[i]));
@@ -177,7 +177,7 @@ TEST_F(SftpTest, FilesArriveWholeOverOneConnection)
         EXPECT_EQ(record.tries, 1);
         EXPECT_TRUE(record.complete);
         EXPECT_EQ(record.reason, "");
-        EXPECT_EQ(record.sha256, file_server::DigestOf(m_target / names[i]));
+        EXPECT_EQ(record.sha256, FileServer::DigestOf(m_target / names[i]));
     }
     EXPECT_EQ(NewLogins(), 1);
     EXPECT_THAT(Arrived(), UnorderedElementsAre(names[0], names[1], names[2], names[3]));
@@ -187,13 +187,13 @@ TEST_F(SftpTest, FilesArriveWholeOverOneConnection)
     EXPECT_EQ(m_listener.begun, names);
     EXPECT_EQ(m_listener.done, names);
     // Masked in the log, as the end of all these tests sees.
-    TRootObject::GetCoreLogger()->Log(3, "a canary: " + file_server::Password() + ", and " +
-                                             file_server::Remote());
+    TRootObject::GetCoreLogger()->Log(3, "a canary: " + FileServer::Password() + ", and " +
+                                             FileServer::Remote());
 }
 
 TEST_F(SftpTest, AnotherUserOfLibcurlTakesNothingAway)
 {
-    file_server::Put("file", 10);
+    FileServer::Put("file", 10);
     EXPECT_TRUE(Copy("file"));
     void* library = LoadDynamicLibrary("libcurl.so.4");
     ASSERT_NE(library, nullptr);
@@ -209,10 +209,10 @@ TEST_F(SftpTest, AnotherUserOfLibcurlTakesNothingAway)
 
 TEST_F(SftpTest, FilesThatCannotBeHadWholeFailAloneAndCostNoLogin)
 {
-    file_server::Put("first", 10);
-    file_server::Put("refused", 10);
-    std::filesystem::permissions(file_server::Served("refused"), std::filesystem::perms::none);
-    std::filesystem::create_directory(file_server::Served("folder"));
+    FileServer::Put("first", 10);
+    FileServer::Put("refused", 10);
+    std::filesystem::permissions(FileServer::Served("refused"), std::filesystem::perms::none);
+    std::filesystem::create_directory(FileServer::Served("folder"));
     EXPECT_TRUE(Copy("first"));
     EXPECT_FALSE(Copy("refused"));
     EXPECT_THAT(LastRecord().reason, HasSubstr("refuses"));
@@ -221,16 +221,16 @@ TEST_F(SftpTest, FilesThatCannotBeHadWholeFailAloneAndCostNoLogin)
     EXPECT_FALSE(Copy("folder"));
 
     // The system says 4096 bytes of such a file and gives a few.
-    file_server::Put("short", 0);
+    FileServer::Put("short", 0);
     const std::string source = "/sys/kernel/mm/transparent_hugepage/enabled";
-    if (::mount(source.c_str(), file_server::Served("short").c_str(), nullptr, MS_BIND, nullptr) ==
+    if (::mount(source.c_str(), FileServer::Served("short").c_str(), nullptr, MS_BIND, nullptr) ==
         0) {
         EXPECT_FALSE(Copy("short"));
         EXPECT_LT(LastRecord().receivedBytes, LastRecord().expectedBytes);
         EXPECT_THAT(LastRecord().reason, HasSubstr("breaks it off"));
-        ::umount(file_server::Served("short").c_str());
+        ::umount(FileServer::Served("short").c_str());
     }
-    const std::string contents = file_server::Put("last", 10);
+    const std::string contents = FileServer::Put("last", 10);
     EXPECT_TRUE(Copy("last"));
     EXPECT_TRUE(ContentsOf(m_target / "last") == contents);
     for (const char* name : {"refused", "missing", "folder", "short"})
@@ -239,7 +239,7 @@ TEST_F(SftpTest, FilesThatCannotBeHadWholeFailAloneAndCostNoLogin)
 
 TEST_F(SftpTest, UnsafeNamesNeverReachTheServer)
 {
-    file_server::Put("file", 10);
+    FileServer::Put("file", 10);
     for (const char* name : {"", ".", "..", "../file", "/etc/passwd", "a\\b", "a\nb"}) {
         SCOPED_TRACE(name);
         EXPECT_FALSE(Copy(name));
@@ -253,12 +253,12 @@ TEST_F(SftpTest, UnsafeNamesNeverReachTheServer)
 
 TEST_F(SftpTest, LostServersThrowTheirStatus)
 {
-    file_server::Put("file", 10);
-    EXPECT_EQ(Loss(file_server::RemoteWith("wrong", file_server::Server())),
+    FileServer::Put("file", 10);
+    EXPECT_EQ(Loss(FileServer::RemoteWith("wrong", FileServer::Server())),
               TVXAStatusCode::ePermissionDenied);
-    EXPECT_EQ(Loss(file_server::RemoteWith(file_server::Password(), "127.0.0.1:9")),
+    EXPECT_EQ(Loss(FileServer::RemoteWith(FileServer::Password(), "127.0.0.1:9")),
               TVXAStatusCode::eCannotConnect);
-    EXPECT_EQ(Loss(file_server::RemoteWith(file_server::Password(), "192.0.2.1:22")),
+    EXPECT_EQ(Loss(FileServer::RemoteWith(FileServer::Password(), "192.0.2.1:22")),
               TVXAStatusCode::eNoRoute);
     EXPECT_EQ(Loss("user:password@"), TVXAStatusCode::eCannotConnect);
     for (const TransferredFile& file : GetTransferRecord())
@@ -271,8 +271,8 @@ TEST_F(SftpTest, LostServersThrowTheirStatus)
 TEST_F(SftpTest, ResumesWithoutBytesTwice)
 {
     PutLargeFile([] {
-        file_server::Order("kill");
-        file_server::Order("start");
+        FileServer::Order("kill");
+        FileServer::Order("start");
     });
     EXPECT_TRUE(Copy("file"));
     ExpectWhole(m_contents);
@@ -287,11 +287,11 @@ TEST_F(SftpTest, BeginsAnewWhenTheRemoteFileHasChanged)
         SCOPED_TRACE(size);
         std::string changed;
         PutLargeFile([&] {
-            file_server::Order("kill");
-            changed = file_server::Put("file", size, 2);
-            const auto time = std::filesystem::last_write_time(file_server::Served("file"));
-            std::filesystem::last_write_time(file_server::Served("file"), time + seconds(5));
-            file_server::Order("start");
+            FileServer::Order("kill");
+            changed = FileServer::Put("file", size, 2);
+            const auto time = std::filesystem::last_write_time(FileServer::Served("file"));
+            std::filesystem::last_write_time(FileServer::Served("file"), time + seconds(5));
+            FileServer::Order("start");
         });
         EXPECT_TRUE(Copy("file"));
         ExpectWhole(changed);
@@ -305,12 +305,12 @@ TEST_F(SftpTest, SilentServerIsGivenUpWithinTheLimit)
     Limit(kLimit);
     Clock::time_point paused;
     PutLargeFile([&] {
-        file_server::Order("pause");
+        FileServer::Order("pause");
         paused = Clock::now();
     });
-    EXPECT_EQ(Loss(file_server::Remote()), TVXAStatusCode::eCannotConnect);
+    EXPECT_EQ(Loss(FileServer::Remote()), TVXAStatusCode::eCannotConnect);
     const Clock::duration wait = Clock::now() - paused;
-    file_server::Order("resume");
+    FileServer::Order("resume");
     EXPECT_GE(wait, seconds(kLimit - 1));
     EXPECT_LE(wait, seconds(kLimit + 10));
     EXPECT_LE(m_listener.longestSilence, seconds(3));
@@ -329,9 +329,9 @@ TEST_F(SftpTest, SilentServerIsGivenUpWithinTheLimit)
 TEST_F(SftpTest, SilentConnectionIsMadeAnewAtHalfTheLimit)
 {
     Limit(8);
-    PutLargeFile([] { file_server::SignalSessions(SIGSTOP); });
+    PutLargeFile([] { FileServer::SignalSessions(SIGSTOP); });
     EXPECT_TRUE(Copy("file"));
-    file_server::SignalSessions(SIGCONT);
+    FileServer::SignalSessions(SIGCONT);
     ExpectWhole(m_contents);
     EXPECT_EQ(LastRecord().tries, 2);
     EXPECT_EQ(NewLogins(), 2);
@@ -339,8 +339,8 @@ TEST_F(SftpTest, SilentConnectionIsMadeAnewAtHalfTheLimit)
 
 TEST_F(SftpTest, KnownHostsFileDecidesBeforeAnybodyLogsIn)
 {
-    file_server::Put("file", 10);
-    const std::string right = ContentsOf(file_server::StateFile("known_hosts"));
+    FileServer::Put("file", 10);
+    const std::string right = ContentsOf(FileServer::StateFile("known_hosts"));
     std::string wrong = right;
     wrong[wrong.size() - 10] = wrong[wrong.size() - 10] == 'A' ? 'B' : 'A';
     const struct {
@@ -365,15 +365,15 @@ TEST_F(SftpTest, KnownHostsFileDecidesBeforeAnybodyLogsIn)
         const std::string file = directory.Write("known_hosts", c.known);
         ::setenv("VXA_KNOWN_HOSTS", file.c_str(), 1);
         ::setenv("VXA_HOST_KEYS", c.rule, 1);
-        EXPECT_EQ(CheckHostKey(file_server::Server() + "/x").empty(), c.status == kThrewNothing);
+        EXPECT_EQ(CheckHostKey(FileServer::Server() + "/x").empty(), c.status == kThrewNothing);
         EXPECT_EQ(ContentsOf(file), c.known);
         EndTransfers();
-        EXPECT_EQ(Loss(file_server::Remote()), c.status);
+        EXPECT_EQ(Loss(FileServer::Remote()), c.status);
         EXPECT_EQ(ContentsOf(file), c.knownAfterwards);
         if (c.status == kThrewNothing)
             ++expectedLogins;
         else
-            EXPECT_THAT(LastRecord().reason, HasSubstr("the host key of " + file_server::Server()));
+            EXPECT_THAT(LastRecord().reason, HasSubstr("the host key of " + FileServer::Server()));
     }
     EXPECT_EQ(NewLogins(), expectedLogins);
     EXPECT_NE(CheckHostKey("127.0.0.1:9"), "");
@@ -384,8 +384,8 @@ TEST_F(SftpTest, KnownHostsFileDecidesBeforeAnybodyLogsIn)
 TEST_F(SftpTest, PartsReplaceLeftoversButNoCopiedFile)
 {
     m_target.Write("file.part", "left by an earlier process, and longer than the file");
-    const std::string contents = file_server::Put("file", 20);
-    const std::string namedPart = file_server::Put("file.part", 30);
+    const std::string contents = FileServer::Put("file", 20);
+    const std::string namedPart = FileServer::Put("file.part", 30);
     EXPECT_TRUE(Copy("file"));
     EXPECT_THAT(Arrived(), ElementsAre("file"));
     EXPECT_TRUE(Copy("file.part"));
