@@ -2,7 +2,7 @@
 // handlers misbehave ("0000": not at all), the rest is the document. Besides staying inside its
 // buffer, the reader must do exactly what the model does.
 
-#include "tests/xml/Comparison.h"
+#include "fuzz/xml/Comparison.h"
 
 #include <cstdio>
 #include <cstdlib>

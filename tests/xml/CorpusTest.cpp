@@ -1,5 +1,5 @@
 // The fuzzer's seeds, whole through the fuzzer's own entry, and in pieces put together at random.
-#include "tests/xml/Comparison.h"
+#include "fuzz/xml/Comparison.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "tests/xml/Comparison.h"
+#include "fuzz/xml/Comparison.h"
 
 #include <algorithm>
 #include <cstring>

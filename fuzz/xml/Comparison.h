@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/xml/Listener.h"
+#include "fuzz/xml/Listener.h"
 #include "xml/TXmlParser.h"
 
 #include <vector>
