@@ -36,13 +36,14 @@ while [ $# -gt 0 ]; do
   -m) memory=$2 ;;
   -o) out=$2 ;;
   -t) limit=$2 ;;
-  -s) shell=shell limit=0; shift; continue ;;
+  -s) shell=shell; shift; continue ;;
   -*) echo "guest: unknown option $1" >&2; exit 2 ;;
   *) break ;;
   esac
   shift 2
 done
 [ $# -ge 2 ] || { echo "usage: guest.sh [OPTION...] WORKDIR COMMAND [ARGUMENT...]" >&2; exit 2; }
+[ -z "$shell" ] || limit=0
 check
 mkdir -p "$1"
 work=$(realpath "$1")
