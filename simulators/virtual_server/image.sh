@@ -12,6 +12,7 @@ shift 2
 libraries=/lib/x86_64-linux-gnu
 
 root=$(mktemp -d "$image.XXXXXX")
+chmod 755 "$root"
 trap 'rm -rf "$root"' EXIT
 mkdir -p "$root"/{bin,sbin,dev,proc,sys,tmp,out,etc,root,"$libraries"}
 install -m 755 "$machine/bin/busybox" "$root/bin/"

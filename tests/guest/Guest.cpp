@@ -1,8 +1,6 @@
 #include "tests/guest/Guest.h"
 
 #include "platform/spdriver/SPLibrary.h"
-#include "tests/support/Program.h"
-#include "tests/support/TemporaryDirectory.h"
 
 #include <arpa/inet.h>
 #include <net/if.h>
@@ -32,8 +30,8 @@ const std::string kUsbDevices = "/sys/bus/usb/devices/";
 const std::string& DriverFile()
 {
     static const std::string path = [] {
-        std::string found = Run("modinfo -F filename cdc_ether || find /lib/modules -name "
-                                "cdc_ether.ko");
+        std::string found = Shell("modinfo -F filename cdc_ether || find /lib/modules -name "
+                                  "cdc_ether.ko");
         return found.substr(0, found.find('\n'));
     }();
     return path;
@@ -54,9 +52,16 @@ void RestoreModules()
 {
     if (!Exists(DriverFile()) && Exists(DriverFile() + ".away"))
         fs::rename(DriverFile() + ".away", DriverFile());
-    for (const char* module : {"ipmi_si", "ipmi_devintf", "cdc_ether"})
-        Run(std::string("modprobe ") + module);
-    ASSERT_TRUE(WaitUntil([] { return Exists("/dev/ipmi0"); }));
+    Shell("modprobe ipmi_devintf; modprobe cdc_ether");
+    if (!Exists("/sys/class/ipmi/ipmi0")) {
+        // A node that the kernel has not made would keep it from making its own.
+        ::unlink("/dev/ipmi0");
+        // The driver looks for a BMC when it is loaded, and QEMU every second for a new one.
+        ASSERT_TRUE(WaitUntil([] {
+            Shell("rmmod ipmi_si; modprobe ipmi_si");
+            return Exists("/dev/ipmi0");
+        }));
+    }
     ::chmod("/dev/ipmi0", 0600);
 }
 
@@ -76,9 +81,9 @@ void RestoreDevices()
         WriteFile("/sys/bus/usb/drivers_probe", "1-1:1.0");
     ASSERT_TRUE(WaitUntil([] { return !InterfaceAt("1-1").empty(); }));
     const std::string name = InterfaceAt("1-1");
-    Run("ip link set " + name + " down; ip addr flush dev " + name);
+    Shell("ip link set " + name + " down; ip addr flush dev " + name);
     if (name != "usb0")
-        Run("ip link set " + name + " name usb0");
+        Shell("ip link set " + name + " name usb0");
 }
 
 } // namespace
@@ -115,7 +120,7 @@ std::string Monitor(const std::string& words)
     return AskHost("monitor " + words);
 }
 
-std::string Run(const std::string& command)
+std::string Shell(const std::string& command)
 {
     std::string output;
     std::FILE* const pipe = ::popen((command + " 2>&1").c_str(), "re");
@@ -164,7 +169,7 @@ bool IsUp(const std::string& interface)
 std::string Settings(const std::string& interface)
 {
     return ContentsOf("/sys/class/net/" + interface + "/flags") +
-           Run("ip -4 addr show dev " + interface + " | grep inet || true");
+           Shell("ip -4 addr show dev " + interface + " | grep inet || true");
 }
 
 void Plug(int node)
@@ -191,13 +196,25 @@ void Guest::SetUpTestSuite()
 
 void Guest::SetUp()
 {
+    AskHost("restore");
     ASSERT_NO_FATAL_FAILURE(RestoreModules());
     ASSERT_NO_FATAL_FAILURE(RestoreDevices());
-    AskHost("restore");
     // Also after the BMC was away.
     ASSERT_TRUE(WaitUntil([] {
         const std::vector<unsigned char> answer = Exchange(kIsFinished);
         return !answer.empty() && answer[0] == 0;
     }));
     Control("ffdc reset");
+}
+
+std::unique_ptr<Program> Guest::Collect(std::vector<std::string> options,
+                                        std::map<std::string, std::string> environment)
+{
+    std::vector<std::string> words = {"/bin/ffdc-collect", "service-processor", "--verbose",
+                                      "--out", m_out};
+    words.insert(words.end(), options.begin(), options.end());
+    environment.emplace("VXA_USBLAN_INTERFACES", "usb0");
+    for (const char* name : {"stdout", "stderr"})
+        fs::remove(m_scratch / name);
+    return std::make_unique<Program>(words, environment, m_scratch.Path());
 }

@@ -1,7 +1,12 @@
 #pragma once
 
+#include "tests/support/Program.h"
+#include "tests/support/TemporaryDirectory.h"
+
 #include <gtest/gtest.h>
 
+#include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,7 +20,7 @@ std::string Control(const std::string& words);
 std::string Monitor(const std::string& words);
 
 // A shell command in the server; its output. A status other than 0 is a failure of the test.
-std::string Run(const std::string& command);
+std::string Shell(const std::string& command);
 bool WriteFile(const std::string& path, const std::string& text);
 
 // One exchange with the service processor through the driver: completion code and data; empty when
@@ -44,4 +49,11 @@ class Guest : public testing::Test {
 protected:
     static void SetUpTestSuite();
     void SetUp() override;
+
+    // Starts the collector on the service processor, with usb0 as its node.
+    std::unique_ptr<Program> Collect(std::vector<std::string> options = {},
+                                     std::map<std::string, std::string> environment = {});
+
+    const TemporaryDirectory m_scratch;
+    std::string m_out = m_scratch / "out";
 };
