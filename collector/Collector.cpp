@@ -77,7 +77,9 @@ private:
     static void ShowDone(const std::string& name, const TransferredFile& file)
     {
         const std::string tries =
-            std::to_string(file.tries) + (file.tries == 1 ? " try" : " tries");
+            std::to_string(file.tries) +
+            (file.tries == 1 ? " try"
+                             : " tries, the last from byte " + std::to_string(file.startByte));
         const std::string time = std::to_string(file.milliseconds) + " ms";
         Say(name + ": " + (file.complete ? "done, " : "not copied, ") + Bytes(file) + ", " + tries +
             ", " + time + (file.complete ? ", SHA-256 " + file.sha256 : ", " + file.reason));

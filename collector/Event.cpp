@@ -56,6 +56,7 @@ json ToJson(const Event& event, const char* name)
     case Event::Kind::kDone:
         line["path"] = ToCharacters(event.file.localPath);
         line["tries"] = event.file.tries;
+        line["start"] = event.file.startByte;
         line["complete"] = event.file.complete;
         line["reason"] = ToCharacters(event.file.reason);
         line["sha256"] = event.file.sha256;
@@ -86,6 +87,7 @@ Event FromJson(const json& line, Event::Kind kind)
         event.names.push_back(ToBytes(name.get<std::string>()));
     event.file.name = ToBytes(line.value("name", ""));
     event.file.localPath = ToBytes(line.value("path", ""));
+    event.file.startByte = line.value("start", event.file.startByte);
     event.file.expectedBytes = line.value("expected", event.file.expectedBytes);
     event.file.receivedBytes = line.value("received", event.file.receivedBytes);
     event.file.tries = line.value("tries", 0);

@@ -141,6 +141,34 @@ curl::Code CurlEasy::Perform()
     return static_cast<curl::Code>(m_library->easyPerform(m_easy));
 }
 
+void CurlEasy::WatchSocket()
+{
+    Set(curl::kSocketFunction, static_cast<curl::SocketCallback>(&TakeSocket));
+    Set(curl::kSocketData, this);
+    Set(curl::kCloseSocketFunction, static_cast<curl::CloseSocketCallback>(&EndSocket));
+    Set(curl::kCloseSocketData, this);
+}
+
+int CurlEasy::TakeSocket(void* user, curl::Socket socket, int)
+{
+    static_cast<CurlEasy*>(user)->m_socket = socket;
+    return 0;
+}
+
+int CurlEasy::EndSocket(void* user, curl::Socket socket)
+{
+    curl::Socket& known = static_cast<CurlEasy*>(user)->m_socket;
+    if (known == socket)
+        known = curl::kNoSocket;
+    return CloseSocket(socket);
+}
+
+void CurlEasy::BreakConnection() const
+{
+    if (m_socket != curl::kNoSocket)
+        ShutSocket(m_socket);
+}
+
 long CurlEasy::Number(curl::Info info) const
 {
     long value = 0;

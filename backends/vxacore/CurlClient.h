@@ -53,6 +53,10 @@ public:
     void SetKeyCheck(curl::KeyCallback callback, void* user);
 
     curl::Code Perform();
+    // For a callback that ends the running transfer because the other side is silent: libcurl would
+    // take up to two seconds to part from it properly. Needs WatchSocket beforehand.
+    void BreakConnection() const;
+    void WatchSocket();
 
     // Of the last transfer, or of the running one in a callback.
     long Number(curl::Info info) const;
@@ -62,11 +66,14 @@ public:
     std::string Explain(curl::Code code) const;
 
 private:
+    static int TakeSocket(void* user, curl::Socket socket, int purpose);
+    static int EndSocket(void* user, curl::Socket socket);
     template <typename Value>
     void Set(curl::Option option, Value value);
 
     const CurlLibrary* m_library;
     void* m_easy;
+    curl::Socket m_socket = curl::kNoSocket; // the newest one, while it is open
     char m_error[curl::kErrorBufferSize] = {};
 };
 
@@ -76,5 +83,8 @@ private:
 std::optional<EVXAStatusCode> StatusOf(curl::Code code, long osError);
 // Whether a system's error number means that there is no way to the network of the server.
 bool IsNoRoute(long osError);
+// Ends both directions of a connection; the socket stays open.
+void ShutSocket(curl::Socket socket);
+int CloseSocket(curl::Socket socket);
 
 } // namespace NORXVXA20

@@ -22,6 +22,7 @@ struct SftpConnection::Transfer {
     IReceiver& receiver;
     const StallClock& clock;
     const bool beganLate;
+    const CurlEasy& easy;
 
     // libcurl tells of progress only when nothing is there to be read, which may take 50 MB.
     void Tell() const
@@ -46,6 +47,8 @@ struct SftpConnection::Transfer {
         transfer.Tell();
         const bool isUp =
             transfer.beganLate ? transfer.clock.HasRunOut() : transfer.clock.IsHalfOver();
+        if (isUp)
+            transfer.easy.BreakConnection();
         return isUp ? 1 : 0;
     }
 };
@@ -82,6 +85,7 @@ void SftpConnection::SetUp()
     m_easy->SetNumber(curl::kTimeout, kTotalLimit);
     m_easy->SetNumber(curl::kBufferSize, kBufferSize);
     m_easy->SetNumber(curl::kPathAsIs, 1);
+    m_easy->WatchSocket();
     m_hostKeys.ApplyTo(*m_easy);
 }
 
@@ -93,7 +97,7 @@ void SftpConnection::Drop()
 curl::Code SftpConnection::Fetch(const std::string& name, std::int64_t offset,
                                  const StallClock& clock, IReceiver& receiver)
 {
-    Transfer transfer{receiver, clock, clock.IsHalfOver()};
+    Transfer transfer{receiver, clock, clock.IsHalfOver(), *m_easy};
     m_easy->SetText(curl::kUrl, m_location.Url(name));
     m_easy->SetNumber(curl::kDirListOnly, name.empty() ? 1 : 0);
     m_easy->SetNumber(curl::kFileTime, name.empty() ? 0 : 1);

@@ -13,6 +13,9 @@ namespace NORXVXA20 {
 namespace {
 
 constexpr std::array<unsigned int, 4> kPauses = {500, 1000, 2000, 4000}; // milliseconds
+// The nearer the limit, the shorter: a server that comes back just before it has to be seen.
+constexpr double kMostOfTimeLeft = 0.25;
+constexpr unsigned int kShortestPause = 100;
 constexpr std::chrono::milliseconds kBetweenReports{250};
 
 // A try that the server broke off costs patience, more when it brought nothing; a good one restores
@@ -57,6 +60,7 @@ SftpCopy::Verdict SftpCopy::Try()
 {
     ++m_file.tries;
     m_offset = m_part.Size();
+    m_file.startByte = m_offset;
     m_compared = false;
     m_changed = false;
     const curl::Code code = m_connection.Fetch(m_file.name, m_offset, m_clock, *this);
@@ -162,7 +166,8 @@ void SftpCopy::PauseBeforeNextTry()
 {
     using Milliseconds = std::chrono::duration<double, std::milli>;
     const double left = Milliseconds(m_clock.Limit() - m_clock.Silence()).count();
-    const unsigned int pause = kPauses[std::min(m_pauses++, kPauses.size() - 1)];
+    const double usual = kPauses[std::min(m_pauses++, kPauses.size() - 1)];
+    const double pause = std::max<double>(std::min(usual, left * kMostOfTimeLeft), kShortestPause);
     TOSSpecific::USleep(static_cast<unsigned int>(std::clamp<double>(left, 0, pause)));
     if (m_clock.HasRunOut())
         Lose(m_lossStatus, "the server does not come back");

@@ -15,7 +15,8 @@ struct TransferredFile {
     std::string localPath;
     std::int64_t expectedBytes = -1; // -1: the server did not say
     std::int64_t receivedBytes = 0;
-    int tries = 0; // connections used for this file
+    int tries = 0;              // connections used for this file
+    std::int64_t startByte = 0; // where the last of them went on
     // True only when the file has its final name. What was received of another one may be found
     // beside it, in localPath + ".part".
     bool complete = false;

@@ -9,6 +9,13 @@ namespace curl {
 
 using Offset = std::int64_t; // curl_off_t
 
+#ifdef _WIN32
+using Socket = std::uintptr_t; // curl_socket_t
+#else
+using Socket = int;
+#endif
+constexpr Socket kNoSocket = static_cast<Socket>(-1);
+
 enum Code : int {
     kOk = 0,
     kUnsupportedProtocol = 1,
@@ -76,7 +83,9 @@ enum Option : int {
     kFtpFileMethod = 138,
     kConnectOnly = 141,
     kHttpAuth = 107,
-    kPostFieldSize = 30120, // CURLOPT_POSTFIELDSIZE_LARGE
+    kPostFieldSize = 30120,  // CURLOPT_POSTFIELDSIZE_LARGE
+    kSocketFunction = 20148, // CURLOPT_SOCKOPTFUNCTION
+    kSocketData = 10149,
     kSshAuthTypes = 151,
     kUserName = 10173,
     kPassword = 10174,
@@ -85,6 +94,8 @@ enum Option : int {
     kSshKeyFunction = 20184,
     kSshKeyData = 10185,
     kTcpKeepAlive = 213,
+    kCloseSocketFunction = 20208,
+    kCloseSocketData = 10209,
     kProgressFunction = 20219, // CURLOPT_XFERINFOFUNCTION
     kPinnedPublicKey = 10230,
     kPathAsIs = 234,
@@ -139,6 +150,9 @@ constexpr std::size_t kReadAborted = 0x10000000; // its answer that ends the tra
 // A result other than zero ends the transfer.
 using ProgressCallback = int (*)(void* user, Offset downloadTotal, Offset downloaded,
                                  Offset uploadTotal, Offset uploaded);
+// Is told of a new socket; anything but zero refuses it.
+using SocketCallback = int (*)(void* user, Socket socket, int purpose);
+using CloseSocketCallback = int (*)(void* user, Socket socket); // closes it
 using KeyCallback = int (*)(void* easy, const HostKey* known, const HostKey* found, int match,
                             void* user);
 
