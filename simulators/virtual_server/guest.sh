@@ -5,7 +5,7 @@
 # /dev/ipmi0 is the kernel's, LAN over USB a USB network device, usb0 at port 1-1, found down and without an address.
 # COMMAND runs as root, in /out; what it leaves there arrives in a folder here, and its exit status is ours. All of it
 # lives in sandbox.sh and ends with it; WORKDIR and the variables SP_... are as for that script.
-#   -e NAME=VALUE   environment of COMMAND
+#   -e NAME=VALUE   environment of COMMAND; GTEST_FILTER goes along when it is set
 #   -p FILE[=PATH]  puts a file into the server; see image.sh
 #   -m MIB          its memory; default 512. Files lie in memory.
 #   -o DIR          where that folder arrives; default WORKDIR/out
@@ -44,6 +44,7 @@ while [ $# -gt 0 ]; do
 done
 [ $# -ge 2 ] || { echo "usage: guest.sh [OPTION...] WORKDIR COMMAND [ARGUMENT...]" >&2; exit 2; }
 [ -z "$shell" ] || limit=0
+[ -z "${GTEST_FILTER:-}" ] || image+=(-e "GTEST_FILTER=$GTEST_FILTER")
 check
 mkdir -p "$1"
 work=$(realpath "$1")
