@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
-#include <regex>
 #include <thread>
 
 namespace {
@@ -43,12 +42,14 @@ bool AskForDriver(const std::string& interface)
 
 } // namespace
 
-UsbDevice::UsbDevice(const std::string& port)
-    : m_port(port), m_folder(SystemRoot() / "sys/bus/usb/devices" / port)
+UsbDevice::UsbDevice(const std::string& port) : m_port(port)
 {
-    static const std::regex form("[0-9]+-[0-9]+(\\.[0-9]+)*");
-    if (!std::regex_match(port, form))
-        m_folder.clear();
+    // Nothing but a port: neither another folder nor one of a device's interfaces.
+    constexpr char kDigits[] = "0123456789";
+    const std::size_t bus = port.find_first_not_of(kDigits);
+    if (bus != 0 && bus != std::string::npos && port[bus] == '-' &&
+        port.find_first_not_of(std::string(kDigits) + '.', bus + 1) == std::string::npos)
+        m_folder = SystemRoot() / "sys/bus/usb/devices" / port;
 }
 
 bool UsbDevice::IsThere() const
