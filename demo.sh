@@ -99,7 +99,7 @@ in_virtual_server() {
     [ ! -t 0 ] || trap "stty $(stty -g)" EXIT
   fi
   simulators/virtual_server/guest.sh "${terminal[@]}" -m "$memory" -t $((300 + served)) -o "$state/server" \
-    -e VXA_USBLAN_INTERFACES=usb0 -p "$state/bin/ffdc-collect" -p "$state/bin/libqmmusblan.so" \
+    -e VXA_USBLAN_INTERFACES=usb:1-1 -p "$state/bin/ffdc-collect" -p "$state/bin/libqmmusblan.so" \
     -p "$(/sbin/ldconfig -p | awk '/libcurl\.so\.4.*x86-64/ { print $NF; exit }')" "$state/sandbox" "$@" || status=$?
   return "$status"
 }

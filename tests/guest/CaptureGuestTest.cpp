@@ -102,6 +102,15 @@ protected:
         return pids;
     }
 
+    // Waits for the collecting process to end, after which all the rest has to happen at once.
+    static int EndOf(Program& run)
+    {
+        EXPECT_TRUE(WaitUntil([] { return Collectors().size() == 2; })) << run.Errors();
+        const pid_t child = Collectors().back();
+        EXPECT_TRUE(WaitUntil([&] { return !IsRunning(child); }, kPatience));
+        return run.Wait(kSoon);
+    }
+
     // Ends the connection's server and the BMC and takes the device off the bus, as a service
     // processor does that starts anew; then all of it is back.
     static void RebootProcessor()
@@ -149,7 +158,7 @@ TEST_F(CaptureInServer, LinkIsRaisedAndTakenDownAgain)
     Serve("archive", 5 * kMebibyte);
     const std::string before = Settings("usb0");
     const auto run = Collect(kRestore);
-    ASSERT_EQ(run->Wait(kPatience), 0) << run->Errors();
+    ASSERT_EQ(EndOf(*run), 0) << run->Errors();
     for (const auto& [name, served] : m_served)
         EXPECT_TRUE(IsWhole(name)) << name;
     EXPECT_EQ(Settings("usb0"), before);
@@ -207,7 +216,7 @@ TEST_F(CaptureInServer, ProcessorRebootsWhilePolling)
     const auto run = Collect({"--usb-lan", "disable"});
     ASSERT_TRUE(WaitUntil([] { return Control("ffdc show").find("49=1") != std::string::npos; }));
     Control("bmc kill");
-    EXPECT_EQ(run->Wait(kPatience), 1) << run->Errors();
+    EXPECT_EQ(EndOf(*run), 1) << run->Errors();
     EXPECT_THAT(run->Output(), EndsWith("\nIn progress."));
     EXPECT_FALSE(IsUp("usb0"));
 }
@@ -258,7 +267,8 @@ TEST_F(CaptureInServer, CollectingProcessCrashes)
     Serve("big", kBig);
     Shell("ip addr add 169.254.70.9/24 dev usb0; ip link set usb0 up");
     const std::string before = Settings("usb0");
-    const auto run = CollectUntilInside("big", kRestore);
+    // A sanitizer would take the signal for a fault that it has found.
+    const auto run = CollectUntilInside("big", kRestore, {{"ASAN_OPTIONS", "handle_segv=0"}});
     const std::vector<pid_t> processes = Collectors();
     ASSERT_EQ(processes.size(), 2u);
     ASSERT_EQ(processes.front(), run->Pid());

@@ -213,7 +213,7 @@ std::unique_ptr<Program> Guest::Collect(std::vector<std::string> options,
     std::vector<std::string> words = {"/bin/ffdc-collect", "service-processor", "--verbose",
                                       "--out", m_out};
     words.insert(words.end(), options.begin(), options.end());
-    environment.emplace("VXA_USBLAN_INTERFACES", "usb0");
+    environment.emplace("VXA_USBLAN_INTERFACES", "usb:1-1");
     for (const char* name : {"stdout", "stderr"})
         fs::remove(m_scratch / name);
     return std::make_unique<Program>(words, environment, m_scratch.Path());

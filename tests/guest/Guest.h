@@ -50,7 +50,7 @@ protected:
     static void SetUpTestSuite();
     void SetUp() override;
 
-    // Starts the collector on the service processor, with usb0 as its node.
+    // Starts the collector on the service processor, with device 0 as its node.
     std::unique_ptr<Program> Collect(std::vector<std::string> options = {},
                                      std::map<std::string, std::string> environment = {});
 
