@@ -322,6 +322,9 @@ TEST_F(QmmUsbLanTest, InterfaceOfAnotherKindIsNeverTouched)
     const std::string down = Look("eth0");
     EXPECT_EQ(BringUp(0), 177);
     EXPECT_EQ(Look("eth0"), down);
+    // Nor one that has only taken over the name.
+    WriteFile(m_sysfs / "class/net/usb0/ifindex", IndexOf("usb1"));
+    EXPECT_EQ(State(1), 5);
     // Nor one that has no driver at all.
     fs::remove_all(m_sysfs / "class/net/usb0");
     EXPECT_EQ(State(1), 5);
@@ -351,13 +354,11 @@ TEST_F(QmmUsbLanTest, MissingInterfacesAndRefusalsHaveTheirCodes)
 
 TEST_F(QmmUsbLanTest, NodesStayThemselvesWhenNamesChangePlaces)
 {
-    const std::string first = "02:AA:00:00:00:01";
-    const std::string second = "02:aa:00:00:00:02";
-    for (const std::string& names : {std::string("usb:1-1,usb:1-2"), first + "," + second}) {
+    Ip("link set usb0 address 02:aa:00:00:00:01");
+    Ip("link set usb1 address 02:aa:00:00:00:02");
+    for (const char* names : {"usb:1-1,usb:1-2", "02:AA:00:00:00:01,02:aa:00:00:00:02"}) {
         SCOPED_TRACE(names);
-        Ip("link set usb0 address " + first);
-        Ip("link set usb1 address " + second);
-        Name(names.c_str());
+        Name(names);
         const std::string before = Look("usb1");
         EXPECT_EQ(BringUp(0), 0);
         EXPECT_EQ(State(0), 1);
