@@ -121,37 +121,70 @@ function(utils_shared_properties target)
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)
 endfunction()
 
-# utils_test(NAME SOURCES ... [LIBRARY ...] [USES ...] [PROGRAMS ...] [SANDBOX] [TIMEOUT seconds])
+# The build for this system whose simulators and test programs a cross build uses.
+set(UTILS_NATIVE_BUILD ${PROJECT_SOURCE_DIR}/build/linux CACHE PATH
+    "Cross builds: the build folder with the programs of this system")
+if(NOT WIN32)
+  set(UTILS_NATIVE_BUILD ${CMAKE_BINARY_DIR})
+  # All of this build that a cross build's tests need.
+  add_custom_target(for_windows)
+endif()
+
+# utils_test(NAME SOURCES ... [LIBRARY ...] [USES ...] [PROGRAMS ...] [DRIVER] [SANDBOX] [TIMEOUT seconds])
 # A GoogleTest program NAME_test, run by ctest as NAME. LIBRARY names the subsystems whose objects
 # it links, USES everything else (stand-ins for the platform, backends), PROGRAMS the helper programs
 # that must exist when it runs. SANDBOX runs it inside the sandbox of the whole roads (Linux only).
+# DRIVER says that it only starts the programs under test: for Windows the native one is run, which
+# starts theirs under Wine.
 # Every run leaves its results as XML in results/ of the build folder, where test.sh counts them.
 function(utils_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "SANDBOX" "TIMEOUT" "SOURCES;LIBRARY;USES;PROGRAMS")
-  add_executable(${name}_test ${arg_SOURCES})
-  list(TRANSFORM arg_LIBRARY PREPEND utils_)
-  target_link_libraries(${name}_test PRIVATE utils_flags ${arg_LIBRARY} ${arg_USES} GTest::gmock_main)
-  if(arg_PROGRAMS)
-    add_dependencies(${name}_test ${arg_PROGRAMS})
+  cmake_parse_arguments(PARSE_ARGV 1 arg "DRIVER;SANDBOX" "TIMEOUT" "SOURCES;LIBRARY;USES;PROGRAMS")
+  if(arg_DRIVER AND WIN32)
+    add_custom_target(${name}_test ALL DEPENDS ${arg_PROGRAMS})
+    set(command ${UTILS_NATIVE_BUILD}/bin/${name}_test)
+  else()
+    add_executable(${name}_test ${arg_SOURCES})
+    list(TRANSFORM arg_LIBRARY PREPEND utils_)
+    target_link_libraries(${name}_test PRIVATE utils_flags ${arg_LIBRARY} ${arg_USES} GTest::gmock_main)
+    if(arg_PROGRAMS)
+      add_dependencies(${name}_test ${arg_PROGRAMS})
+    endif()
+    set(command $<TARGET_FILE:${name}_test>)
   endif()
-  # Named as a target, the program gets the emulator in a cross build.
-  set(command ${name}_test)
+  set(environment "GTEST_OUTPUT=xml:${CMAKE_BINARY_DIR}/results/${name}.xml"
+                  "UTILS_MODULE=${UTILS_NATIVE_BUILD}/bin/ffdc_module.so")
+  if(arg_DRIVER AND WIN32)
+    set(session ${PROJECT_SOURCE_DIR}/cmake/wine-session.sh)
+    if(arg_SANDBOX)
+      list(APPEND session --own-server)
+    endif()
+    list(PREPEND command ${session})
+    list(APPEND environment "UTILS_EMULATOR=/usr/lib/wine/wine64" "WINEPATH=${UTILS_BRIDGE_DIR}"
+                            "UTILS_SIMULATORS=${UTILS_NATIVE_BUILD}/bin")
+  elseif(arg_DRIVER)
+    add_dependencies(for_windows ${name}_test)
+  endif()
   if(arg_SANDBOX)
-    set(command ${PROJECT_SOURCE_DIR}/simulators/sandbox.sh ${CMAKE_BINARY_DIR}/sandbox/${name}
-                $<TARGET_FILE:${name}_test>)
+    list(PREPEND command ${PROJECT_SOURCE_DIR}/simulators/sandbox.sh ${CMAKE_BINARY_DIR}/sandbox/${name})
+  elseif(NOT arg_DRIVER)
+    # Named as a target, the program gets the emulator in a cross build.
+    set(command ${name}_test)
   endif()
   add_test(NAME ${name} COMMAND ${command} WORKING_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)
   endif()
   set_tests_properties(${name} PROPERTIES
-    TIMEOUT ${arg_TIMEOUT} SKIP_RETURN_CODE 77
-    ENVIRONMENT "GTEST_OUTPUT=xml:${CMAKE_BINARY_DIR}/results/${name}.xml;UTILS_MODULE=${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/ffdc_module.so")
+    TIMEOUT ${arg_TIMEOUT} SKIP_RETURN_CODE 77 ENVIRONMENT "${environment}")
   if(arg_SANDBOX)
     # The longest first, where several run side by side.
     set_tests_properties(${name} PROPERTIES LABELS road COST 100)
   else()
     set_tests_properties(${name} PROPERTIES LABELS unit)
+  endif()
+  if(arg_SANDBOX AND WIN32)
+    # One prefix for all of them, so one at a time.
+    set_tests_properties(${name} PROPERTIES RESOURCE_LOCK wine_sandbox)
   endif()
 endfunction()
 

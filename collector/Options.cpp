@@ -1,6 +1,7 @@
 #include "collector/Options.h"
 
 #include "collector/ExitCodes.h"
+#include "collector/Paths.h"
 
 #include <CLI/CLI.hpp>
 
@@ -75,6 +76,8 @@ std::optional<Options> ReadOptions(int argc, const char* const* argv, int& exitC
                  "ffdc-collect");
     app.set_version_flag("--version", "ffdc-collect " FFDC_COLLECT_VERSION);
     app.require_subcommand(1);
+    // A path may begin with a slash, on every system.
+    app.allow_windows_style_options(false);
     app.footer(kFooter);
 
     CLI::App* processor = app.add_subcommand(
@@ -122,5 +125,8 @@ std::optional<Options> ReadOptions(int argc, const char* const* argv, int& exitC
         exitCode = app.exit(reason) == 0 ? kEverythingIsHere : kNotStarted;
         return std::nullopt;
     }
+    // The library cuts paths at the system's own separator alone.
+    for (std::string* const path : {&options.out, &options.file})
+        *path = TextOf(PathOf(*path).make_preferred());
     return options;
 }

@@ -5,7 +5,7 @@ packages_libraries="libboost-dev libcpp-httplib-dev libpugixml-dev libzip-dev li
 packages_peers="openipmi openssh-client openssl libwrap0 iproute2 libcurl4 uidmap"
 packages_tests="curl netbase sblim-wbemcli googletest python3 python3-pyftpdlib zip unzip"
 packages_machine="qemu-system-x86"
-packages_windows="g++-mingw-w64-x86-64-posix wine64"
+packages_windows="g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64 wine64-tools libwine-dev"
 packages_checks="clang-format clang libclang-rt-14-dev"
 
 say() { printf '\n== %s\n' "$*"; }

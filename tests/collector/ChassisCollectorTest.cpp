@@ -22,6 +22,8 @@ class ChassisCollectorTest : public testing::Test {
 protected:
     void SetUp() override
     {
+        if (TestedProgram::IsForWindows())
+            fs::copy("infozip.exe", m_current);
         Serve("a.bin", std::string(200000, 'a') + "end");
         Serve("b.txt", "b");
     }
@@ -47,11 +49,14 @@ protected:
         options.insert(options.end(), faults.begin(), faults.end());
         const SimulatedChassis chassis(options);
         TemporaryDirectory outputs;
-        Program collector({"./ffdc-collect", "chassis", "--host", "127.0.0.1", "--user",
-                           SimulatedChassis::kUser, "--port", std::to_string(chassis.Port()),
-                           "--out", m_out, "--password-file", passwordFile, "--log",
-                           m_scratch / "log"},
-                          environment, outputs.Path());
+        TestedProgram collector(
+            TestedProgram::Words("ffdc-collect",
+                                 {"chassis", "--host", "127.0.0.1", "--user",
+                                  SimulatedChassis::kUser, "--port", std::to_string(chassis.Port()),
+                                  "--out", m_out, "--password-file", passwordFile, "--log",
+                                  m_scratch / "log"},
+                                 {"/usr/bin/env", "-C", m_current}),
+            environment, outputs.Path(), m_scratch.Path());
         const int result = collector.Wait();
         m_errors = collector.Errors();
         EXPECT_THAT(m_errors, Not(HasSubstr(SimulatedChassis::kPassword)));
@@ -88,6 +93,8 @@ protected:
     }
 
     TemporaryDirectory m_scratch;
+    // Where the collector is started. On Windows its packer is there.
+    std::string m_current = m_scratch.Path();
     std::string m_out = m_scratch / "out";
     std::string m_errors;
 };
@@ -104,20 +111,27 @@ TEST_F(ChassisCollectorTest, EverythingIsInTheTestedArchiveAndNothingElseIsLeft)
 TEST_F(ChassisCollectorTest, PackerThatLeavesAFileOutOrFailsLosesNothing)
 {
     const std::string path = std::getenv("PATH");
-    const char* const scripts[] = {
-        // Leaves a file out, as one that it cannot read.
-        "[ $1 = -v ] && exit; rm $5/b.txt; /usr/bin/zip -q \"$@\"; exit 18\n",
-        "[ $1 = -v ] && exit; echo 'zip error: scripted'\n",
-        // Empties the file that it packs.
-        "[ $1 = -v ] && exit; : > ${5}/b.txt.new; mv ${5}/b.txt.new ${5}/b.txt; /usr/bin/zip -q "
-        "\"$@\"\n",
-        // Makes no archive at all.
-        "exit 0\n",
+    struct Case {
+        const char* script;
+        const char* windowsFault; // the same of the tests' packer for Windows
     };
-    for (const char* const script : scripts) {
-        SCOPED_TRACE(script);
+    const Case cases[] = {
+        // Leaves a file out, as one that it cannot read.
+        {"[ $1 = -v ] && exit; rm $5/b.txt; /usr/bin/zip -q \"$@\"; exit 18\n", "omit"},
+        {"[ $1 = -v ] && exit; echo 'zip error: scripted'\n", "error"},
+        // Empties the file that it packs.
+        {"[ $1 = -v ] && exit; : > ${5}/b.txt.new; mv ${5}/b.txt.new ${5}/b.txt; /usr/bin/zip -q "
+         "\"$@\"\n",
+         "empty"},
+        // Makes no archive at all.
+        {"exit 0\n", "nothing"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.windowsFault);
         fs::remove_all(m_out);
-        EXPECT_EQ(Run({}, {{"PATH", PackerFolder(script) + ":" + path}}), 3);
+        EXPECT_EQ(Run({}, {{"PATH", PackerFolder(c.script) + ":" + path},
+                           {"INFOZIP_FAULT", c.windowsFault}}),
+                  3);
         EXPECT_THAT(m_errors, HasSubstr("what arrived is in " + Kept()));
         EXPECT_EQ(ContentsOf(Kept() + "/b.txt"), "b");
         EXPECT_EQ(ContentsOf(Kept() + "/a.bin").size(), 200003u);
@@ -126,7 +140,9 @@ TEST_F(ChassisCollectorTest, PackerThatLeavesAFileOutOrFailsLosesNothing)
 
 TEST_F(ChassisCollectorTest, WhatIsMissingIsFoundBeforeAnythingStarts)
 {
-    EXPECT_EQ(Run({}, {{"PATH", m_scratch.Path()}}), 2);
+    m_current = m_scratch / "empty";
+    fs::create_directory(m_current);
+    EXPECT_EQ(Run({}, {{"PATH", m_current}}), 2);
     EXPECT_THAT(m_errors, HasSubstr("zip"));
     EXPECT_THAT(Names(m_out), IsEmpty());
 }

@@ -1,5 +1,6 @@
 #include "collector/Ledger.h"
 #include "collector/LookAhead.h"
+#include "osdep/VXAOSDep.h"
 
 #include <gmock/gmock.h>
 
@@ -37,13 +38,13 @@ protected:
         Event event;
         event.kind = Event::Kind::kDone;
         event.file.name = name;
-        event.file.localPath = "out/" + name;
+        event.file.localPath = PathOf(name);
         event.file.complete = failure.empty();
         event.file.reason = failure;
         event.file.receivedBytes = event.file.expectedBytes = 7;
         Take(event);
         if (failure.empty())
-            m_disk["out/" + name] = 7;
+            m_disk[PathOf(name)] = 7;
     }
     void Return(bool good)
     {
@@ -51,6 +52,10 @@ protected:
         event.kind = Event::Kind::kEnded;
         event.good = good;
         Take(event);
+    }
+    static std::string PathOf(const std::string& name)
+    {
+        return "out" + NORXVXA20::VXAOSDep::gFileSeparator + name;
     }
     // Every event crosses the channel.
     void Take(const Event& event)
@@ -99,7 +104,7 @@ TEST_F(LedgerTest, EachMissingFileIsNamedWithItsReason)
     Finish("refused", "permission denied");
     Finish("cut", "connection lost");
     Return(false);
-    m_disk["out/later"] = 3; // from an earlier collection
+    m_disk[PathOf("later")] = 3; // from an earlier collection
     const Outcome outcome = Ended();
     EXPECT_EQ(outcome.exitCode, 3);
     EXPECT_THAT(outcome.lines,
@@ -128,8 +133,8 @@ TEST_F(LedgerTest, OnlyWhatLiesOnTheDiskAsRecordedCounts)
     for (const char* name : {"a", "gone", "cut"})
         Finish(name);
     Return(true);
-    m_disk.erase("out/gone");
-    m_disk["out/cut"] = 6;
+    m_disk.erase(PathOf("gone"));
+    m_disk[PathOf("cut")] = 6;
     const Outcome outcome = Ended();
     EXPECT_EQ(outcome.exitCode, 3);
     EXPECT_THAT(outcome.lines,
@@ -176,7 +181,10 @@ TEST_F(LedgerTest, EveryEndNamesItsCauseAndKeepsWhatArrived)
         const char* unreached;
     };
     const Case cases[] = {
-        {{ChildEnd::Cause::kCrashed, SIGSEGV}, 3, "crashed (signal 11", "process ended"},
+        {{ChildEnd::Cause::kCrashed, SIGSEGV},
+         3,
+         "the collecting process crashed (",
+         "process ended"},
         {{ChildEnd::Cause::kExited, 9}, 3, "ended early, with code 9", "process ended"},
         {{ChildEnd::Cause::kSilent, 0}, 3, "no sign of life for 45 s", "collection was ended"},
         {{ChildEnd::Cause::kSignalled, SIGINT}, 130, "signal 2", "before the interruption"},

@@ -6,9 +6,9 @@
 #include "collector/Collector.h"
 #include "collector/ServiceProcessor.h"
 #include "collector/Upload.h"
-
-#include <signal.h>
-#include <unistd.h>
+#include "osdep/Process.h"
+#include "osdep/VXAOSDep.h"
+#include "tests/collector/ScriptedSteps.h"
 
 #include <chrono>
 #include <cstdlib>
@@ -23,6 +23,10 @@ namespace {
 
 ITransferListener* gListener = nullptr;
 std::string gDirectory;
+RunningProcess* gLeft = nullptr; // never ended from here
+
+// The first argument of a program that the library has started: it only waits.
+constexpr const char* kLeftBehind = "left-behind";
 
 void Pause(int milliseconds)
 {
@@ -33,7 +37,7 @@ void Deliver(const std::string& name, const std::string& contents)
 {
     TransferredFile file;
     file.name = name;
-    file.localPath = gDirectory + "/" + name;
+    file.localPath = gDirectory + VXAOSDep::gFileSeparator + name;
     file.expectedBytes = file.receivedBytes = static_cast<std::int64_t>(contents.size());
     file.tries = 1;
     file.complete = true;
@@ -47,7 +51,7 @@ void Fail(const std::string& name, const std::string& reason)
 {
     TransferredFile file;
     file.name = name;
-    file.localPath = gDirectory + "/" + name;
+    file.localPath = gDirectory + VXAOSDep::gFileSeparator + name;
     file.reason = reason;
     gListener->OnFileBegun(name);
     gListener->OnFileDone(file);
@@ -80,22 +84,13 @@ void Step(const std::string& word, const std::string& value)
             gListener->OnAlive();
             Pause(100);
         }
-    } else if (word == "fork") { // a program of the library's, in a group of its own
-        if (::fork() == 0) {
-            ::setpgid(0, 0);
-            std::ofstream(gDirectory + "/pid") << ::getpid() << std::flush;
-            Pause(std::atoi(value.c_str()));
-            ::_exit(0);
-        }
-        while (!std::ifstream(gDirectory + "/pid").good())
-            Pause(10);
-    } else if (word == "pid") {
-        std::ofstream(gDirectory + "/pid") << ::getpid() << std::flush;
+    } else if (word == "leave") { // a program of the library's, in a group of its own
+        gLeft = new RunningProcess(
+            StartProcess("\"" + OwnProgram() + "\" " + kLeftBehind + " " + gDirectory, true));
     } else if (word == "ignore") {
-        ::signal(SIGTERM, SIG_IGN);
+        IgnoreRequestsToEnd();
     } else if (word == "crash") {
-        ::signal(SIGSEGV, SIG_DFL); // without the sanitizers' report
-        ::raise(SIGSEGV);
+        Crash();
     } else if (word == "exit") {
         std::_Exit(std::atoi(value.c_str()));
     } else {
@@ -116,7 +111,7 @@ ChassisResult CollectChassis(const ChassisAccess& access, const std::string& dir
 {
     if (!CaptureServiceProcessor(directory))
         return {false, "refused for " + access.user};
-    return {true, directory + "/archive"};
+    return {true, directory + VXAOSDep::gFileSeparator + "archive"};
 }
 
 std::string FindServiceProcessorFault()
@@ -160,6 +155,8 @@ void CloseCoreLog() {}
 
 int main(int argc, char** argv)
 {
+    if (argc > 1 && argv[1] == std::string(kLeftBehind))
+        Pause(600000);
     const char* silence = std::getenv("COLLECTOR_SILENCE_MS");
     return silence == nullptr
                ? RunCollector(argc, argv)

@@ -45,8 +45,9 @@ protected:
     // Runs it to its end; its exit code.
     int Upload(std::vector<std::string> words)
     {
-        words.insert(words.begin(), {"./ffdc-collect", "upload"});
-        Program run(words, {}, m_folder.Path());
+        words.insert(words.begin(), "upload");
+        TestedProgram run(TestedProgram::Words("ffdc-collect", words), {}, m_folder.Path(),
+                          m_folder.Path());
         const int code = run.Wait();
         m_output = run.Output();
         m_errors = run.Errors();

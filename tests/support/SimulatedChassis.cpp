@@ -1,13 +1,17 @@
 #include "tests/support/SimulatedChassis.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <sstream>
 #include <stdexcept>
 
 SimulatedChassis::SimulatedChassis(const std::vector<std::string>& options)
 {
-    std::vector<std::string> words = {"./chassis_simulator", "--user", kUser, "--log",
-                                      m_scratch / "requests"};
+    // It always is a program of this system.
+    const char* const folder = std::getenv("UTILS_SIMULATORS");
+    std::vector<std::string> words = {std::string(folder != nullptr ? folder : ".") +
+                                          "/chassis_simulator",
+                                      "--user", kUser, "--log", m_scratch / "requests"};
     words.insert(words.end(), options.begin(), options.end());
     m_program = std::make_unique<Program>(
         words, std::map<std::string, std::string>{{"CHASSIS_PASSWORD", kPassword}},

@@ -2,8 +2,8 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <random>
+#include <sstream>
 #include <stdexcept>
 
 namespace fs = std::filesystem;
@@ -43,5 +43,8 @@ std::string TemporaryDirectory::Write(const std::string& name, const std::string
 std::string ContentsOf(const std::string& path)
 {
     std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    // What cannot be read, as of a process that has ended meanwhile, is empty and no exception.
+    std::ostringstream contents;
+    contents << file.rdbuf();
+    return contents.str();
 }
