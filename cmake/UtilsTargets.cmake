@@ -130,18 +130,35 @@ if(NOT WIN32)
   add_custom_target(for_windows)
 endif()
 
-# utils_test(NAME SOURCES ... [LIBRARY ...] [USES ...] [PROGRAMS ...] [DRIVER] [SANDBOX] [TIMEOUT seconds])
+# utils_test(NAME SOURCES ... [LIBRARY ...] [USES ...] [PROGRAMS ...] [SIMULATORS ...]
+#            [DRIVER] [SANDBOX] [TIMEOUT seconds])
 # A GoogleTest program NAME_test, run by ctest as NAME. LIBRARY names the subsystems whose objects
 # it links, USES everything else (stand-ins for the platform, backends), PROGRAMS the helper programs
-# that must exist when it runs. SANDBOX runs it inside the sandbox of the whole roads (Linux only).
-# DRIVER says that it only starts the programs under test: for Windows the native one is run, which
-# starts theirs under Wine.
+# that must exist when it runs, SIMULATORS those that always are this system's. SANDBOX runs it inside
+# the sandbox of the whole roads. DRIVER says that it only starts the programs under test: for Windows
+# the native one is run, which starts theirs under Wine.
 # Every run leaves its results as XML in results/ of the build folder, where test.sh counts them.
 function(utils_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "DRIVER;SANDBOX" "TIMEOUT" "SOURCES;LIBRARY;USES;PROGRAMS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "DRIVER;SANDBOX" "TIMEOUT" "SOURCES;LIBRARY;USES;PROGRAMS;SIMULATORS")
+  set(environment "GTEST_OUTPUT=xml:${CMAKE_BINARY_DIR}/results/${name}.xml"
+                  "UTILS_MODULE=${UTILS_NATIVE_BUILD}/bin/ffdc_module.so")
+  if(WIN32)
+    list(APPEND environment "UTILS_SIMULATORS=${UTILS_NATIVE_BUILD}/bin")
+    if(arg_DRIVER OR arg_SIMULATORS)
+      list(APPEND environment "WINEPATH=${UTILS_BRIDGE_DIR}")
+      list(APPEND arg_PROGRAMS curl_bridge)
+    endif()
+  else()
+    list(APPEND arg_PROGRAMS ${arg_SIMULATORS})
+    if(arg_SIMULATORS)
+      add_dependencies(for_windows ${arg_SIMULATORS})
+    endif()
+  endif()
+
   if(arg_DRIVER AND WIN32)
     add_custom_target(${name}_test ALL DEPENDS ${arg_PROGRAMS})
     set(command ${UTILS_NATIVE_BUILD}/bin/${name}_test)
+    list(APPEND environment "UTILS_EMULATOR=/usr/lib/wine/wine64")
   else()
     add_executable(${name}_test ${arg_SOURCES})
     list(TRANSFORM arg_LIBRARY PREPEND utils_)
@@ -150,26 +167,24 @@ function(utils_test name)
       add_dependencies(${name}_test ${arg_PROGRAMS})
     endif()
     set(command $<TARGET_FILE:${name}_test>)
-  endif()
-  set(environment "GTEST_OUTPUT=xml:${CMAKE_BINARY_DIR}/results/${name}.xml"
-                  "UTILS_MODULE=${UTILS_NATIVE_BUILD}/bin/ffdc_module.so")
-  if(arg_DRIVER AND WIN32)
-    set(session ${PROJECT_SOURCE_DIR}/cmake/wine-session.sh)
-    if(arg_SANDBOX)
-      list(APPEND session --own-server)
+    if(arg_DRIVER)
+      add_dependencies(for_windows ${name}_test)
+    elseif(WIN32 AND arg_SANDBOX)
+      list(PREPEND command ${CMAKE_CROSSCOMPILING_EMULATOR})
+    elseif(NOT arg_SANDBOX)
+      # Named as a target, the program gets the emulator in a cross build.
+      set(command ${name}_test)
     endif()
-    list(PREPEND command ${session})
-    list(APPEND environment "UTILS_EMULATOR=/usr/lib/wine/wine64" "WINEPATH=${UTILS_BRIDGE_DIR}"
-                            "UTILS_SIMULATORS=${UTILS_NATIVE_BUILD}/bin")
-  elseif(arg_DRIVER)
-    add_dependencies(for_windows ${name}_test)
+  endif()
+  if(WIN32 AND arg_SANDBOX)
+    list(PREPEND command ${PROJECT_SOURCE_DIR}/cmake/wine-session.sh --own-server)
+  elseif(WIN32 AND arg_DRIVER)
+    list(PREPEND command ${PROJECT_SOURCE_DIR}/cmake/wine-session.sh)
   endif()
   if(arg_SANDBOX)
     list(PREPEND command ${PROJECT_SOURCE_DIR}/simulators/sandbox.sh ${CMAKE_BINARY_DIR}/sandbox/${name})
-  elseif(NOT arg_DRIVER)
-    # Named as a target, the program gets the emulator in a cross build.
-    set(command ${name}_test)
   endif()
+
   add_test(NAME ${name} COMMAND ${command} WORKING_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)

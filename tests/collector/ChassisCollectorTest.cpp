@@ -1,6 +1,7 @@
 // ffdc-collect against the simulated chassis manager, OpenSSH and the real packer. Runs inside the
 // sandbox.
 #include "tests/support/SimulatedChassis.h"
+#include "tests/support/TestedProgram.h"
 
 #include <gmock/gmock.h>
 

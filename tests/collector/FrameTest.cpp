@@ -1,6 +1,6 @@
 #include "osdep/FileDescriptor.h"
-#include "tests/support/Program.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/TestedProgram.h"
 
 #include <gmock/gmock.h>
 

@@ -1,5 +1,5 @@
-#include "tests/support/Program.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/TestedProgram.h"
 
 #include <gmock/gmock.h>
 

@@ -1,5 +1,7 @@
 #include "tests/support/SimulatedChassis.h"
 
+#include "tests/support/Host.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <sstream>
@@ -11,7 +13,7 @@ SimulatedChassis::SimulatedChassis(const std::vector<std::string>& options)
     const char* const folder = std::getenv("UTILS_SIMULATORS");
     std::vector<std::string> words = {std::string(folder != nullptr ? folder : ".") +
                                           "/chassis_simulator",
-                                      "--user", kUser, "--log", m_scratch / "requests"};
+                                      "--user", kUser, "--log", HostPath(m_scratch / "requests")};
     words.insert(words.end(), options.begin(), options.end());
     m_program = std::make_unique<Program>(
         words, std::map<std::string, std::string>{{"CHASSIS_PASSWORD", kPassword}},

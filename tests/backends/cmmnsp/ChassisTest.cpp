@@ -4,7 +4,9 @@
 #include "platform/cmmnsp/TCMMNamespace.h"
 #include "platform/cmmnsp/TCMMNamespaceProvider.h"
 #include "platform/vxacore/TAddToVectorCallback.h"
+#include "tests/support/Host.h"
 #include "tests/support/SimulatedChassis.h"
+#include "tests/support/Variable.h"
 
 #include <boost/pointer_cast.hpp>
 
@@ -195,25 +197,26 @@ TEST(ChassisTest, HttpsIsVerifiedUnlessAnOptionSaysOtherwise)
     const std::string key = scratch / "key.pem";
     Program openssl({"/usr/bin/openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days",
                      "2", "-subj", "/CN=chassis", "-addext", "subjectAltName=IP:127.0.0.1",
-                     "-keyout", key, "-out", certificate},
+                     "-keyout", HostPath(key), "-out", HostPath(certificate)},
                     {}, scratch.Path());
     ASSERT_EQ(openssl.Wait(), 0) << openssl.Errors();
-    const SimulatedChassis chassis({"--certificate", certificate, "--key", key});
+    const SimulatedChassis chassis(
+        {"--certificate", HostPath(certificate), "--key", HostPath(key)});
     const auto connect = [&] { Connect(chassis); };
-    ::setenv("VXA_CIM_SCHEME", "https", 1);
+    SetVariable("VXA_CIM_SCHEME", "https");
     EXPECT_THAT(Failure(connect), HasSubstr("certificate"));
-    ::setenv("VXA_CIM_CA_FILE", certificate.c_str(), 1);
+    SetVariable("VXA_CIM_CA_FILE", certificate);
     EXPECT_EQ(Failure(connect), "");
-    ::setenv("VXA_CIM_PINNED_KEY", "sha256//AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA=", 1);
+    SetVariable("VXA_CIM_PINNED_KEY", "sha256//AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA=");
     EXPECT_THAT(Failure(connect), HasSubstr("pinned"));
-    ::unsetenv("VXA_CIM_PINNED_KEY");
-    ::unsetenv("VXA_CIM_CA_FILE");
-    ::setenv("VXA_CIM_VERIFY", "off", 1);
+    ClearVariable("VXA_CIM_PINNED_KEY");
+    ClearVariable("VXA_CIM_CA_FILE");
+    SetVariable("VXA_CIM_VERIFY", "off");
     EXPECT_EQ(Failure(connect), "");
-    ::unsetenv("VXA_CIM_VERIFY");
-    ::setenv("VXA_CIM_SCHEME", "gopher", 1);
+    ClearVariable("VXA_CIM_VERIFY");
+    SetVariable("VXA_CIM_SCHEME", "gopher");
     EXPECT_THAT(Failure(connect), HasSubstr("VXA_CIM_SCHEME"));
-    ::unsetenv("VXA_CIM_SCHEME");
+    ClearVariable("VXA_CIM_SCHEME");
 }
 
 TEST(ChassisTest, LogSaysThatThePasswordIsReadableOnTheWireWithoutShowingIt)

@@ -3,8 +3,8 @@
 #include "backends/spdriver/Availability.h"
 #include "backends/spdriver/WmiValues.h"
 #include "platform/spdriver/SPLibrary.h"
-#include "tests/backends/spdriver/Variable.h"
 #include "tests/fakes/FakeLog.h"
+#include "tests/support/Variable.h"
 
 #include <gmock/gmock.h>
 

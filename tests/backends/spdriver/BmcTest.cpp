@@ -2,11 +2,11 @@
 #include "backends/spdriver/Availability.h"
 #include "backends/spdriver/SimulatorTransport.h"
 #include "platform/spdriver/SPLibrary.h"
+#include "tests/support/Host.h"
 
 #include <gmock/gmock.h>
 
 #include <array>
-#include <cstdio>
 #include <cstdlib>
 
 using ::testing::StartsWith;
@@ -26,15 +26,8 @@ std::string Variable(const char* name)
 // Runs the sandbox's control script: what it prints, and "failed" when it does.
 std::string Control(const std::string& words)
 {
-    const std::string command = "\"$SP_CONTROL\" " + words + " 2>&1";
-    FILE* const output = ::popen(command.c_str(), "r");
-    std::string text;
-    char part[256];
-    while (std::fgets(part, sizeof part, output))
-        text += part;
-    if (::pclose(output) != 0)
-        text += "failed";
-    return text;
+    const HostAnswer answer = RunOnHost("\"$SP_CONTROL\" " + words);
+    return answer.output + (answer.status != 0 ? "failed" : "");
 }
 
 class BmcTest : public ::testing::Test {
