@@ -7,16 +7,14 @@
 #include "platform/vxacore/TOSSpecific.h"
 #include "platform/vxacore/TRootObject.h"
 #include "tests/backends/vxacore/FileServer.h"
+#include "tests/support/Host.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Variable.h"
 
 #include <gmock/gmock.h>
 
-#include <signal.h>
-#include <sys/mount.h>
-
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <functional>
 
@@ -32,6 +30,7 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::seconds;
 
 constexpr int kThrewNothing = 0;
+constexpr bool kIsWindows = std::filesystem::path::preferred_separator == '\\';
 constexpr std::size_t kMiB = 1024 * 1024;
 
 // Takes down what is told, and lets a test act in the middle of a file.
@@ -82,17 +81,17 @@ protected:
         EXPECT_THAT(log, HasSubstr("was not copied"));
         EXPECT_THAT(log, HasSubstr("host keys are not verified"));
         EXPECT_EQ(log.find("host keys are not"), log.rfind("host keys are not"));
-        EXPECT_EQ(log.find(FileServer::Password()), std::string::npos);
+        EXPECT_EQ(log.find(file_server::Password()), std::string::npos);
         delete s_log;
     }
 
     void SetUp() override
     {
-        FileServer::Clear();
+        file_server::Clear();
         ClearTransferRecord();
         SetTransferListener(&m_listener);
         Limit(20);
-        m_loginsBefore = FileServer::Logins();
+        m_loginsBefore = file_server::Logins();
     }
 
     void TearDown() override
@@ -100,17 +99,14 @@ protected:
         EndTransfers();
         SetTransferListener(nullptr);
         for (const char* name : {"VXA_KNOWN_HOSTS", "VXA_HOST_KEYS", "VXA_STALL_SECONDS"})
-            ::unsetenv(name);
+            ClearVariable(name);
     }
 
-    static void Limit(int limit)
-    {
-        ::setenv("VXA_STALL_SECONDS", std::to_string(limit).c_str(), 1);
-    }
+    static void Limit(int limit) { SetVariable("VXA_STALL_SECONDS", std::to_string(limit)); }
 
     bool Copy(const std::string& name)
     {
-        return TOSSpecific::sFTPFileFromORX(FileServer::Remote(), m_target / name, name);
+        return TOSSpecific::sFTPFileFromORX(file_server::Remote(), m_target / name, name);
     }
 
     // The status that a copy throws.
@@ -119,13 +115,13 @@ protected:
         try {
             TOSSpecific::sFTPFileFromORX(remote, m_target / name, name);
         } catch (const TVXAException& e) {
-            EXPECT_EQ(std::string(e.what()).find(FileServer::Password()), std::string::npos);
+            EXPECT_EQ(std::string(e.what()).find(file_server::Password()), std::string::npos);
             return e.GetStatusCode().GetStatusCode();
         }
         return kThrewNothing;
     }
 
-    int NewLogins() const { return FileServer::Logins() - m_loginsBefore; }
+    int NewLogins() const { return file_server::Logins() - m_loginsBefore; }
     static TransferredFile LastRecord() { return GetTransferRecord().back(); }
     std::vector<std::string> Arrived() const
     {
@@ -138,13 +134,13 @@ protected:
     // A file that is interrupted once, in its middle.
     void PutLargeFile(const std::function<void()>& inMidFile)
     {
-        m_contents = FileServer::Put("file", 8 * kMiB);
+        m_contents = file_server::Put("file", 8 * kMiB);
         m_listener.inMidFile = inMidFile;
     }
     void ExpectWhole(const std::string& contents)
     {
         EXPECT_TRUE(ContentsOf(m_target / "file") == contents);
-        EXPECT_EQ(LastRecord().sha256, FileServer::DigestOf(FileServer::Served("file")));
+        EXPECT_EQ(LastRecord().sha256, file_server::DigestOf(file_server::Served("file")));
         EXPECT_THAT(Arrived(), ElementsAre("file"));
     }
 
@@ -159,12 +155,14 @@ TemporaryDirectory* SftpTest::s_log = nullptr;
 
 TEST_F(SftpTest, FilesArriveWholeOverOneConnection)
 {
-    const std::vector<std::string> names = {"a.bin", "50% #1? %41 &;.txt", "\xc3\xa4 'q\"",
-                                            "large"};
+    const std::vector<std::string> names =
+        kIsWindows
+            ? std::vector<std::string>{"a.bin", "50% #1 %41 &;.txt", "a 'q", "large"}
+            : std::vector<std::string>{"a.bin", "50% #1? %41 &;.txt", "\xc3\xa4 'q\"", "large"};
     std::vector<std::string> contents;
     for (const std::string& name : names)
-        contents.push_back(FileServer::Put(name, name == "large" ? 5 * kMiB + 1 : 100));
-    FileServer::Put(".hidden", 1);
+        contents.push_back(file_server::Put(name, name == "large" ? 5 * kMiB + 1 : 100));
+    file_server::Put(".hidden", 1);
     for (std::size_t i = 0; i < names.size(); ++i) {
         SCOPED_TRACE(names[i]);
         EXPECT_TRUE(Copy(names[i]));
@@ -177,7 +175,7 @@ TEST_F(SftpTest, FilesArriveWholeOverOneConnection)
         EXPECT_EQ(record.tries, 1);
         EXPECT_TRUE(record.complete);
         EXPECT_EQ(record.reason, "");
-        EXPECT_EQ(record.sha256, FileServer::DigestOf(m_target / names[i]));
+        EXPECT_EQ(record.sha256, file_server::DigestOf(m_target / names[i]));
     }
     EXPECT_EQ(NewLogins(), 1);
     EXPECT_THAT(Arrived(), UnorderedElementsAre(names[0], names[1], names[2], names[3]));
@@ -187,15 +185,15 @@ TEST_F(SftpTest, FilesArriveWholeOverOneConnection)
     EXPECT_EQ(m_listener.begun, names);
     EXPECT_EQ(m_listener.done, names);
     // Masked in the log, as the end of all these tests sees.
-    TRootObject::GetCoreLogger()->Log(3, "a canary: " + FileServer::Password() + ", and " +
-                                             FileServer::Remote());
+    TRootObject::GetCoreLogger()->Log(3, "a canary: " + file_server::Password() + ", and " +
+                                             file_server::Remote());
 }
 
 TEST_F(SftpTest, AnotherUserOfLibcurlTakesNothingAway)
 {
-    FileServer::Put("file", 10);
+    file_server::Put("file", 10);
     EXPECT_TRUE(Copy("file"));
-    void* library = LoadDynamicLibrary("libcurl.so.4");
+    void* library = LoadDynamicLibrary(kIsWindows ? "libcurl.dll" : "libcurl.so.4");
     ASSERT_NE(library, nullptr);
     FindLibraryFunction<curl::GlobalInit>(library, "curl_global_init")(curl::kGlobalAll);
     FindLibraryFunction<curl::GlobalCleanup>(library, "curl_global_cleanup")();
@@ -209,10 +207,10 @@ TEST_F(SftpTest, AnotherUserOfLibcurlTakesNothingAway)
 
 TEST_F(SftpTest, FilesThatCannotBeHadWholeFailAloneAndCostNoLogin)
 {
-    FileServer::Put("first", 10);
-    FileServer::Put("refused", 10);
-    std::filesystem::permissions(FileServer::Served("refused"), std::filesystem::perms::none);
-    std::filesystem::create_directory(FileServer::Served("folder"));
+    file_server::Put("first", 10);
+    file_server::Put("refused", 10);
+    RunOnHost("chmod 0 " + file_server::Served("refused"));
+    std::filesystem::create_directory(file_server::Served("folder"));
     EXPECT_TRUE(Copy("first"));
     EXPECT_FALSE(Copy("refused"));
     EXPECT_THAT(LastRecord().reason, HasSubstr("refuses"));
@@ -221,16 +219,16 @@ TEST_F(SftpTest, FilesThatCannotBeHadWholeFailAloneAndCostNoLogin)
     EXPECT_FALSE(Copy("folder"));
 
     // The system says 4096 bytes of such a file and gives a few.
-    FileServer::Put("short", 0);
+    file_server::Put("short", 0);
     const std::string source = "/sys/kernel/mm/transparent_hugepage/enabled";
-    if (::mount(source.c_str(), FileServer::Served("short").c_str(), nullptr, MS_BIND, nullptr) ==
-        0) {
+    const std::string place = ShellWord(file_server::Served("short"));
+    if (RunOnHost("mount --bind " + source + " " + place).status == 0) {
         EXPECT_FALSE(Copy("short"));
         EXPECT_LT(LastRecord().receivedBytes, LastRecord().expectedBytes);
         EXPECT_THAT(LastRecord().reason, HasSubstr("breaks it off"));
-        ::umount(FileServer::Served("short").c_str());
+        RunOnHost("umount " + place);
     }
-    const std::string contents = FileServer::Put("last", 10);
+    const std::string contents = file_server::Put("last", 10);
     EXPECT_TRUE(Copy("last"));
     EXPECT_TRUE(ContentsOf(m_target / "last") == contents);
     for (const char* name : {"refused", "missing", "folder", "short"})
@@ -239,7 +237,7 @@ TEST_F(SftpTest, FilesThatCannotBeHadWholeFailAloneAndCostNoLogin)
 
 TEST_F(SftpTest, UnsafeNamesNeverReachTheServer)
 {
-    FileServer::Put("file", 10);
+    file_server::Put("file", 10);
     for (const char* name : {"", ".", "..", "../file", "/etc/passwd", "a\\b", "a\nb"}) {
         SCOPED_TRACE(name);
         EXPECT_FALSE(Copy(name));
@@ -253,12 +251,12 @@ TEST_F(SftpTest, UnsafeNamesNeverReachTheServer)
 
 TEST_F(SftpTest, LostServersThrowTheirStatus)
 {
-    FileServer::Put("file", 10);
-    EXPECT_EQ(Loss(FileServer::RemoteWith("wrong", FileServer::Server())),
+    file_server::Put("file", 10);
+    EXPECT_EQ(Loss(file_server::RemoteWith("wrong", file_server::Server())),
               TVXAStatusCode::ePermissionDenied);
-    EXPECT_EQ(Loss(FileServer::RemoteWith(FileServer::Password(), "127.0.0.1:9")),
+    EXPECT_EQ(Loss(file_server::RemoteWith(file_server::Password(), "127.0.0.1:9")),
               TVXAStatusCode::eCannotConnect);
-    EXPECT_EQ(Loss(FileServer::RemoteWith(FileServer::Password(), "192.0.2.1:22")),
+    EXPECT_EQ(Loss(file_server::RemoteWith(file_server::Password(), "192.0.2.1:22")),
               TVXAStatusCode::eNoRoute);
     EXPECT_EQ(Loss("user:password@"), TVXAStatusCode::eCannotConnect);
     for (const TransferredFile& file : GetTransferRecord())
@@ -271,8 +269,8 @@ TEST_F(SftpTest, LostServersThrowTheirStatus)
 TEST_F(SftpTest, ResumesWithoutBytesTwice)
 {
     PutLargeFile([] {
-        FileServer::Order("kill");
-        FileServer::Order("start");
+        file_server::Order("kill");
+        file_server::Order("start");
     });
     EXPECT_TRUE(Copy("file"));
     ExpectWhole(m_contents);
@@ -287,11 +285,11 @@ TEST_F(SftpTest, BeginsAnewWhenTheRemoteFileHasChanged)
         SCOPED_TRACE(size);
         std::string changed;
         PutLargeFile([&] {
-            FileServer::Order("kill");
-            changed = FileServer::Put("file", size, 2);
-            const auto time = std::filesystem::last_write_time(FileServer::Served("file"));
-            std::filesystem::last_write_time(FileServer::Served("file"), time + seconds(5));
-            FileServer::Order("start");
+            file_server::Order("kill");
+            changed = file_server::Put("file", size, 2);
+            const auto time = std::filesystem::last_write_time(file_server::Served("file"));
+            std::filesystem::last_write_time(file_server::Served("file"), time + seconds(5));
+            file_server::Order("start");
         });
         EXPECT_TRUE(Copy("file"));
         ExpectWhole(changed);
@@ -305,12 +303,12 @@ TEST_F(SftpTest, SilentServerIsGivenUpWithinTheLimit)
     Limit(kLimit);
     Clock::time_point paused;
     PutLargeFile([&] {
-        FileServer::Order("pause");
+        file_server::Order("pause");
         paused = Clock::now();
     });
-    EXPECT_EQ(Loss(FileServer::Remote()), TVXAStatusCode::eCannotConnect);
+    EXPECT_EQ(Loss(file_server::Remote()), TVXAStatusCode::eCannotConnect);
     const Clock::duration wait = Clock::now() - paused;
-    FileServer::Order("resume");
+    file_server::Order("resume");
     EXPECT_GE(wait, seconds(kLimit - 1));
     EXPECT_LE(wait, seconds(kLimit + 10));
     EXPECT_LE(m_listener.longestSilence, seconds(3));
@@ -329,9 +327,9 @@ TEST_F(SftpTest, SilentServerIsGivenUpWithinTheLimit)
 TEST_F(SftpTest, SilentConnectionIsMadeAnewAtHalfTheLimit)
 {
     Limit(8);
-    PutLargeFile([] { FileServer::SignalSessions(SIGSTOP); });
+    PutLargeFile([] { file_server::SignalSessions("STOP"); });
     EXPECT_TRUE(Copy("file"));
-    FileServer::SignalSessions(SIGCONT);
+    file_server::SignalSessions("CONT");
     ExpectWhole(m_contents);
     EXPECT_EQ(LastRecord().tries, 2);
     EXPECT_EQ(NewLogins(), 2);
@@ -339,8 +337,8 @@ TEST_F(SftpTest, SilentConnectionIsMadeAnewAtHalfTheLimit)
 
 TEST_F(SftpTest, KnownHostsFileDecidesBeforeAnybodyLogsIn)
 {
-    FileServer::Put("file", 10);
-    const std::string right = ContentsOf(FileServer::StateFile("known_hosts"));
+    file_server::Put("file", 10);
+    const std::string right = ContentsOf(file_server::StateFile("known_hosts"));
     std::string wrong = right;
     wrong[wrong.size() - 10] = wrong[wrong.size() - 10] == 'A' ? 'B' : 'A';
     const struct {
@@ -363,29 +361,29 @@ TEST_F(SftpTest, KnownHostsFileDecidesBeforeAnybodyLogsIn)
         SCOPED_TRACE(std::string(c.rule) + " with " + c.known);
         TemporaryDirectory directory;
         const std::string file = directory.Write("known_hosts", c.known);
-        ::setenv("VXA_KNOWN_HOSTS", file.c_str(), 1);
-        ::setenv("VXA_HOST_KEYS", c.rule, 1);
-        EXPECT_EQ(CheckHostKey(FileServer::Server() + "/x").empty(), c.status == kThrewNothing);
+        SetVariable("VXA_KNOWN_HOSTS", file);
+        SetVariable("VXA_HOST_KEYS", c.rule);
+        EXPECT_EQ(CheckHostKey(file_server::Server() + "/x").empty(), c.status == kThrewNothing);
         EXPECT_EQ(ContentsOf(file), c.known);
         EndTransfers();
-        EXPECT_EQ(Loss(FileServer::Remote()), c.status);
+        EXPECT_EQ(Loss(file_server::Remote()), c.status);
         EXPECT_EQ(ContentsOf(file), c.knownAfterwards);
         if (c.status == kThrewNothing)
             ++expectedLogins;
         else
-            EXPECT_THAT(LastRecord().reason, HasSubstr("the host key of " + FileServer::Server()));
+            EXPECT_THAT(LastRecord().reason, HasSubstr("the host key of " + file_server::Server()));
     }
     EXPECT_EQ(NewLogins(), expectedLogins);
     EXPECT_NE(CheckHostKey("127.0.0.1:9"), "");
-    ::unsetenv("VXA_KNOWN_HOSTS");
+    ClearVariable("VXA_KNOWN_HOSTS");
     EXPECT_EQ(CheckHostKey("127.0.0.1:9"), "");
 }
 
 TEST_F(SftpTest, PartsReplaceLeftoversButNoCopiedFile)
 {
     m_target.Write("file.part", "left by an earlier process, and longer than the file");
-    const std::string contents = FileServer::Put("file", 20);
-    const std::string namedPart = FileServer::Put("file.part", 30);
+    const std::string contents = file_server::Put("file", 20);
+    const std::string namedPart = file_server::Put("file.part", 30);
     EXPECT_TRUE(Copy("file"));
     EXPECT_THAT(Arrived(), ElementsAre("file"));
     EXPECT_TRUE(Copy("file.part"));
