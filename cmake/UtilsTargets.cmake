@@ -131,20 +131,21 @@ if(NOT WIN32)
 endif()
 
 # utils_test(NAME SOURCES ... [LIBRARY ...] [USES ...] [PROGRAMS ...] [SIMULATORS ...]
-#            [DRIVER] [SANDBOX] [TIMEOUT seconds])
+#            [CURL] [DRIVER] [SANDBOX] [TIMEOUT seconds])
 # A GoogleTest program NAME_test, run by ctest as NAME. LIBRARY names the subsystems whose objects
 # it links, USES everything else (stand-ins for the platform, backends), PROGRAMS the helper programs
 # that must exist when it runs, SIMULATORS those that always are this system's. SANDBOX runs it inside
 # the sandbox of the whole roads. DRIVER says that it only starts the programs under test: for Windows
-# the native one is run, which starts theirs under Wine.
+# the native one is run, which starts theirs under Wine. CURL, and the three before it, find a libcurl
+# also on Windows.
 # Every run leaves its results as XML in results/ of the build folder, where test.sh counts them.
 function(utils_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "DRIVER;SANDBOX" "TIMEOUT" "SOURCES;LIBRARY;USES;PROGRAMS;SIMULATORS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "CURL;DRIVER;SANDBOX" "TIMEOUT" "SOURCES;LIBRARY;USES;PROGRAMS;SIMULATORS")
   set(environment "GTEST_OUTPUT=xml:${CMAKE_BINARY_DIR}/results/${name}.xml"
                   "UTILS_MODULE=${UTILS_NATIVE_BUILD}/bin/ffdc_module.so")
   if(WIN32)
     list(APPEND environment "UTILS_SIMULATORS=${UTILS_NATIVE_BUILD}/bin")
-    if(arg_DRIVER OR arg_SANDBOX OR arg_SIMULATORS)
+    if(arg_CURL OR arg_DRIVER OR arg_SANDBOX OR arg_SIMULATORS)
       list(APPEND environment "WINEPATH=${UTILS_BRIDGE_DIR}")
       list(APPEND arg_PROGRAMS curl_bridge)
     endif()

@@ -23,11 +23,9 @@ protected:
     {
         fs::create_directory(m_folder / "root");
         fs::create_directory(m_folder / "server");
-        // Its standard input is a pipe that nobody writes to, so it ends with this object.
         m_server = std::make_unique<Program>(
-            std::vector<std::string>{
-                "/bin/sh", "-c", "sleep 600 | /usr/bin/python3 \"$0\" \"$1\" \"$2\"",
-                FTP_SCRIPTS "/ftp_server.py", m_folder / "root", m_folder / "port"},
+            std::vector<std::string>{"/usr/bin/python3", FTP_SCRIPTS "/ftp_server.py",
+                                     m_folder / "root", m_folder / "port"},
             std::map<std::string, std::string>{}, m_folder / "server");
         const std::string portFile = m_folder / "port";
         bool isUp = false;

@@ -1,18 +1,15 @@
 #include "backends/vxacore/CoreLog.h"
 #include "common/TVXAException.h"
 #include "platform/vxacore/TOSSpecific.h"
+#include "tests/backends/ftp/MuteServer.h"
+#include "tests/support/Host.h"
+#include "tests/support/Program.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Variable.h"
 
 #include <gmock/gmock.h>
 
-#include <netinet/in.h>
-#include <stdlib.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -32,21 +29,23 @@ const char* const kDropName = "/kserver/toorx/kseries/fdr_upload/r.zip";
 // No resolver asks for a name with such a long part.
 const std::string kNoHost = "no-such-host" + std::string(60, 'x') + ".invalid";
 
+constexpr bool kIsWindows = fs::path::preferred_separator == '\\';
+
 constexpr int kFalse = 0;
 constexpr int kTrue = 1;
 
-// One of the server scripts with its folder; it ends when its standard input is closed.
+// One of the server scripts with its folder.
 class Server {
 public:
     explicit Server(const std::string& script, const std::string& argument = std::string())
     {
         fs::create_directories(m_folder / "root/kserver/toorx/kseries/fdr_upload");
         const std::string portFile = m_folder / "port";
-        const std::string command = "exec /usr/bin/python3 '" FTP_SCRIPTS "/" + script + "' '" +
-                                    m_folder / "root" + "' '" + portFile + "' '" + argument + "'";
-        m_input.reset(::popen(command.c_str(), "w"));
-        for (int tries = 0; tries < 300 && !fs::exists(portFile); ++tries)
-            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        m_program = std::make_unique<Program>(
+            std::vector<std::string>{"/usr/bin/python3", FTP_SCRIPTS "/" + script,
+                                     HostPath(m_folder / "root"), HostPath(portFile), argument},
+            std::map<std::string, std::string>{}, m_folder.Path());
+        WaitUntil([&] { return fs::exists(portFile) || !m_program->Errors().empty(); });
         m_port = ContentsOf(portFile);
     }
 
@@ -59,36 +58,8 @@ public:
     std::string Path(const std::string& name) const { return m_folder / ("root/" + name); }
 
 private:
-    struct Close {
-        void operator()(FILE* pipe) const { ::pclose(pipe); }
-    };
     TemporaryDirectory m_folder;
-    std::unique_ptr<FILE, Close> m_input;
-    std::string m_port;
-};
-
-// A socket on loopback that connections reach, and nothing answers.
-class MuteServer {
-public:
-    MuteServer() : m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
-    {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        auto* const generic = reinterpret_cast<sockaddr*>(&address);
-        if (::bind(m_socket, generic, length) == 0 &&
-            ::getsockname(m_socket, generic, &length) == 0)
-            m_port = std::to_string(ntohs(address.sin_port));
-    }
-    ~MuteServer() { ::close(m_socket); }
-
-    // Until then connections are refused.
-    void Listen() const { ::listen(m_socket, 4); }
-    const std::string& Port() const { return m_port; }
-
-private:
-    int m_socket;
+    std::unique_ptr<Program> m_program;
     std::string m_port;
 };
 
@@ -110,8 +81,8 @@ protected:
     {
         // Not the environment's proxies: the channel is a direct one.
         for (const char* name : {"ftp_proxy", "http_proxy", "all_proxy"})
-            ::setenv(name, "http://127.0.0.1:9", 1);
-        ::setenv("VXA_STALL_SECONDS", "2", 1);
+            SetVariable(name, "http://127.0.0.1:9");
+        SetVariable("VXA_STALL_SECONDS", "2");
         sServer = std::make_unique<Server>("ftp_server.py");
     }
     static void TearDownTestSuite() { sServer.reset(); }
@@ -176,7 +147,8 @@ TEST_F(FtpUploadTest, RemoteNameIsTakenAsItIs)
               kTrue);
     EXPECT_EQ(Upload(sServer->At("plain"), file, kDropName), kTrue);
     EXPECT_EQ(Arrived(kDropName + 1), "new");
-    const std::string odd = "a b%41#?;type=a&\xc3\xa4.zip";
+    // The server's files are looked at through the system, and Windows has no such names.
+    const std::string odd = kIsWindows ? "a b%41#;type=a&.zip" : "a b%41#?;type=a&\xc3\xa4.zip";
     EXPECT_EQ(Upload(sServer->At("plain"), file, odd), kTrue);
     EXPECT_EQ(Arrived(odd), "new");
     EXPECT_EQ(Upload(sServer->At("plain"), file, ""), kFalse);
@@ -227,16 +199,23 @@ TEST_F(FtpUploadTest, ServerThatIsNotThereHasACode)
     EXPECT_EQ(Upload(kNoHost, file, "r.zip"), 33);
     EXPECT_EQ(Upload("user:pw@", file, "r.zip"), kFalse);
     EXPECT_EQ(Upload("host/folder", file, "r.zip"), kFalse);
-    // A file that cannot be read opens no connection.
-    ASSERT_EQ(::mkfifo((m_folder / "pipe").c_str(), 0600), 0);
-    for (const std::string& unreadable : {m_folder / "missing", m_folder.Path()})
-        EXPECT_EQ(Upload(server, unreadable, "r.zip"), kFalse);
-    std::thread writer([&] { m_folder.Write("pipe", ""); });
-    EXPECT_EQ(Upload(server, m_folder / "pipe", "r.zip"), kFalse);
-    writer.join();
     // Connected, but never greeted.
     mute.Listen();
     EXPECT_EQ(Upload(server, file, "r.zip"), 34);
+}
+
+TEST_F(FtpUploadTest, UnreadableFileOpensNoConnection)
+{
+    MuteServer mute; // a connection would be refused, and that is 34
+    const std::string server = "127.0.0.1:" + mute.Port();
+    EXPECT_EQ(Upload(server, m_folder / "missing", "r.zip"), kFalse);
+    EXPECT_EQ(Upload(server, m_folder.Path(), "r.zip"), kFalse);
+    if (kIsWindows)
+        return;
+    ASSERT_EQ(RunOnHost("mkfifo " + (m_folder / "pipe")).status, 0);
+    std::thread writer([&] { m_folder.Write("pipe", ""); });
+    EXPECT_EQ(Upload(server, m_folder / "pipe", "r.zip"), kFalse);
+    writer.join();
 }
 
 TEST_F(FtpUploadTest, ProbeSaysWhichStepFailed)

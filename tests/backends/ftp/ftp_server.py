@@ -1,13 +1,14 @@
 #!/usr/bin/python3
 """usage: ftp_server.py ROOT PORTFILE
 An FTP server on loopback whose accounts misbehave, each in its own way. It writes its port to PORTFILE
-when it listens, and ends when its standard input does.
+when it listens, and ends with its parent, at the latest after ten minutes.
 """
 import errno
 import os
 import socket
 import sys
 import threading
+import time
 import warnings
 
 warnings.simplefilter("ignore")
@@ -86,6 +87,13 @@ class Commands(FTPHandler):
     ftp_EPRT = ftp_PORT
 
 
+def end_with_parent(parent):
+    latest = time.monotonic() + 600
+    while os.getppid() == parent and time.monotonic() < latest:
+        time.sleep(0.2)
+    os._exit(0)
+
+
 def main():
     root, port_file = sys.argv[1:3]
     authorizer = DummyAuthorizer()
@@ -98,7 +106,7 @@ def main():
     Commands.auth_failed_timeout = 0
     config_logging(level=100)
     server = FTPServer(("127.0.0.1", 0), Commands)
-    threading.Thread(target=lambda: (sys.stdin.read(), os._exit(0)), daemon=True).start()
+    threading.Thread(target=end_with_parent, args=(os.getppid(),), daemon=True).start()
     with open(port_file + ".new", "w") as file:
         file.write(str(server.address[1]))
     os.rename(port_file + ".new", port_file)

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """usage: vsftpd_server.py ROOT PORTFILE PROGRAM
 Lets vsftpd serve ROOT to anonymous users on loopback, where only ROOT/drop can be written to, and nothing be
-replaced. It writes its port to PORTFILE when it listens, and ends when its standard input does.
+replaced. It writes its port to PORTFILE when it listens, and ends with its parent, at the latest after ten minutes.
 """
 import os
 import pwd
@@ -9,6 +9,7 @@ import socket
 import subprocess
 import sys
 import threading
+import time
 
 root, port_file, program = sys.argv[1:]
 folder = os.path.dirname(port_file)
@@ -35,15 +36,17 @@ listener = socket.create_server(("127.0.0.1", 0))
 children = []
 
 
-def end_with_input():
-    sys.stdin.read()
+def end_with_parent(parent):
+    latest = time.monotonic() + 600
+    while os.getppid() == parent and time.monotonic() < latest:
+        time.sleep(0.2)
     for child in children:
         child.terminate()
         child.wait()
     os._exit(0)
 
 
-threading.Thread(target=end_with_input, daemon=True).start()
+threading.Thread(target=end_with_parent, args=(os.getppid(),), daemon=True).start()
 with open(port_file + ".new", "w") as file:
     file.write(str(listener.getsockname()[1]))
 os.rename(port_file + ".new", port_file)
