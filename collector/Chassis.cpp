@@ -25,8 +25,8 @@ ChassisResult CollectChassis(const ChassisAccess& access, const std::string& dir
 {
     TCMMFFDC ffdc(directory, access.user, access.password, access.host, access.port);
     ChassisResult result;
-    std::string archive;
     try {
+        std::string archive;
         result.good = ffdc.RunFFDCCollection(archive);
         result.text = result.good ? archive : ffdc.GetRetMessage();
     } catch (const std::exception& e) {

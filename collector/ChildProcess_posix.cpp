@@ -64,6 +64,7 @@ int Spawn(const std::vector<std::string>& arguments, const Pipe& input, const Pi
           const Pipe& events, pid_t& child)
 {
     std::vector<char*> argv;
+    argv.reserve(arguments.size() + 1);
     for (const std::string& argument : arguments)
         argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);

@@ -11,7 +11,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::uintmax_t kMebibyte = 1024 * 1024;
+constexpr std::uintmax_t kMebibyte = std::uintmax_t{1024} * 1024;
 constexpr std::uintmax_t kTooLittle = 1 * kMebibyte;
 constexpr std::uintmax_t kScarce = 64 * kMebibyte;
 

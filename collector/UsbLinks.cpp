@@ -124,9 +124,8 @@ std::vector<std::int32_t> UsbLinks::States() const
 {
     const auto count = FindLibraryFunction<qmmusblan::GetNodes>(m_library, "GetNodes");
     const auto query = FindLibraryFunction<qmmusblan::NodeFunction>(m_library, "QueryQmmLanState");
-    std::vector<std::int32_t> states;
-    const std::int32_t nodes = count();
-    for (std::int32_t node = 0; node < nodes; ++node)
-        states.push_back(query(node));
+    std::vector<std::int32_t> states(static_cast<std::size_t>(std::max(count(), 0)));
+    for (std::size_t node = 0; node < states.size(); ++node)
+        states[node] = query(static_cast<std::int32_t>(node));
     return states;
 }

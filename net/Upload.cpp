@@ -7,8 +7,6 @@
 #include "osdep/VXAOSDep.h"
 #include "platform/vxacore/TOSSpecific.h"
 
-#include <algorithm>
-#include <cstring>
 #include <iostream>
 
 using NORXVXA20::TOSSpecific;
@@ -85,7 +83,7 @@ void CopyLine(const std::string& line, char* buffer, int size)
     if (buffer == nullptr || size <= 0)
         return;
     // Deliberate: no terminator; the caller's buffer is zeroed.
-    std::memcpy(buffer, line.data(), std::min(line.size(), static_cast<std::size_t>(size) - 1));
+    line.copy(buffer, static_cast<std::size_t>(size) - 1);
 }
 
 } // namespace

@@ -117,9 +117,8 @@ CimInstance ReadInstance(const XmlElement& named)
 void ReadReturned(const XmlElement& returned, const CimRequest& request, CimAnswer& answer)
 {
     for (const XmlElement& child : returned.children) {
-        if (request.method == "EnumerateClassNames" && child.name == "CLASSNAME")
-            answer.classNames.push_back(RequiredName(child, "name"));
-        else if (request.method == "GetClass" && child.name == "CLASS")
+        if ((request.method == "EnumerateClassNames" && child.name == "CLASSNAME") ||
+            (request.method == "GetClass" && child.name == "CLASS"))
             answer.classNames.push_back(RequiredName(child, "name"));
         else if (request.method == "EnumerateInstances" && child.name == "VALUE.NAMEDINSTANCE")
             answer.instances.push_back(ReadInstance(child));

@@ -19,7 +19,7 @@ constexpr int kWarning = 1; // log level
 constexpr std::size_t kMaxReason = 300;
 // A method returns when its work is done, so it may be silent for many minutes.
 constexpr long kReadSeconds = 120;
-constexpr long kMethodSeconds = 30 * 60;
+constexpr long kMethodSeconds = 30L * 60;
 constexpr int kAccessDenied = 2;
 constexpr int kInvalidNamespace = 3;
 

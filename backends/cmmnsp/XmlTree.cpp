@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t kMaxLevels = 64;
 constexpr std::size_t kMaxElements = 1000000;
-constexpr std::size_t kMaxText = 4 * 1024 * 1024;
+constexpr std::size_t kMaxText = std::size_t{4} * 1024 * 1024;
 constexpr std::size_t kMaxReference = 10; // bytes between "&" and ";"
 
 struct NamedCharacter {

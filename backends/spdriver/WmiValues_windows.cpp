@@ -13,14 +13,14 @@ public:
             return;
         LONG first = 0;
         LONG last = -1;
-        void* bytes = nullptr;
+        void* data = nullptr;
         if (FAILED(::SafeArrayGetLBound(V_ARRAY(&value), 1, &first)) ||
             FAILED(::SafeArrayGetUBound(V_ARRAY(&value), 1, &last)) ||
-            FAILED(::SafeArrayAccessData(V_ARRAY(&value), &bytes)))
+            FAILED(::SafeArrayAccessData(V_ARRAY(&value), &data)))
             return;
         m_array = V_ARRAY(&value);
-        m_bytes = static_cast<unsigned char*>(bytes);
-        m_count = static_cast<std::size_t>(last - first + 1);
+        m_bytes = static_cast<unsigned char*>(data);
+        m_count = static_cast<std::size_t>(last) - static_cast<std::size_t>(first) + 1;
     }
     ~ByteView()
     {

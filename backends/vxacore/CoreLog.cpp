@@ -13,7 +13,7 @@ namespace NORXVXA20 {
 
 namespace {
 
-constexpr std::size_t kFileBytes = 10 * 1024 * 1024;
+constexpr std::size_t kFileBytes = std::size_t{10} * 1024 * 1024;
 constexpr std::size_t kOlderFiles = 3;
 constexpr char kPattern[] = "%Y-%m-%d %H:%M:%S.%e %L %v";
 

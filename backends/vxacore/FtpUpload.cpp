@@ -40,7 +40,7 @@ public:
     // The next bytes; fewer than asked for only at the end, nothing in place of an error.
     std::optional<std::size_t> Read(char* data, std::size_t count)
     {
-        const std::int64_t wanted = std::min<std::int64_t>(count, m_size - m_sent);
+        const std::int64_t wanted = std::min(static_cast<std::int64_t>(count), m_size - m_sent);
         m_file.read(data, wanted);
         if (m_file.gcount() != wanted)
             return std::nullopt;

@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <utility>
 
 namespace NORXVXA20 {
 
@@ -80,11 +81,10 @@ HostKeyRule::HostKeyRule(const SftpLocation& location)
 
 void HostKeyRule::ApplyTo(CurlEasy& easy)
 {
-    static bool said = false;
     if (IsOff()) {
-        if (!said)
+        static bool said = false;
+        if (!std::exchange(said, true))
             LogLine("vxacore: host keys are not verified, VXA_KNOWN_HOSTS names no file");
-        said = true;
         return;
     }
     easy.SetText(curl::kSshKnownHosts, m_file);

@@ -11,8 +11,8 @@ namespace NORXVXA20 {
 namespace {
 
 constexpr long kConnectSeconds = 10;
-constexpr std::size_t kMaxBody = 64 * 1024 * 1024;
-constexpr std::size_t kMaxHeaders = 256 * 1024;
+constexpr std::size_t kMaxBody = std::size_t{64} * 1024 * 1024;
+constexpr std::size_t kMaxHeaders = std::size_t{256} * 1024;
 
 // An answer while it arrives.
 struct Arrival {

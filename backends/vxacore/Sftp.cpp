@@ -63,8 +63,8 @@ bool Copy(const std::string& remote, TransferredFile& file)
         return false;
     }
     PartFile part(file.localPath, PartPath(file.localPath));
-    bool complete = false;
     if (part.Begin()) {
+        bool complete = false;
         try {
             SftpConnection& connection = ConnectionTo(remote);
             StallClock clock(StallClock::DefaultLimit());

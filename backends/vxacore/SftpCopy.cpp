@@ -23,7 +23,7 @@ constexpr std::chrono::milliseconds kBetweenReports{250};
 constexpr int kFullPatience = 4;
 constexpr int kCostOfBarrenTry = 2;
 constexpr int kCostOfPoorTry = 1;
-constexpr std::int64_t kGoodTry = 1024 * 1024; // bytes
+constexpr std::int64_t kGoodTry = std::int64_t{1024} * 1024; // bytes
 constexpr int kMostChanges = 3;
 
 } // namespace

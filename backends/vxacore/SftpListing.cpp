@@ -10,7 +10,7 @@ namespace NORXVXA20 {
 namespace {
 
 // A directory of a service processor holds a few files; this is far beyond and saves the memory.
-constexpr std::size_t kMostBytes = 4 * 1024 * 1024;
+constexpr std::size_t kMostBytes = std::size_t{4} * 1024 * 1024;
 
 class ListingText : public SftpConnection::IReceiver {
 public:

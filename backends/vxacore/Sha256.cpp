@@ -32,7 +32,7 @@ std::uint32_t ReadBigEndian(const unsigned char* bytes)
 void Compress(std::array<std::uint32_t, 8>& state, const unsigned char* block)
 {
     std::uint32_t words[64];
-    for (int i = 0; i < 16; ++i)
+    for (std::size_t i = 0; i < 16; ++i)
         words[i] = ReadBigEndian(block + 4 * i);
     for (int i = 16; i < 64; ++i) {
         const std::uint32_t w15 = words[i - 15];

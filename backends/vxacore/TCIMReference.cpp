@@ -22,7 +22,7 @@ bool SameName(const std::string& a, const std::string& b)
 // Texts and paths stand in quotes, everything else as it is.
 std::string KeyText(const TCIMValue& value)
 {
-    const std::string text = value.ToString(kDecimal);
+    std::string text = value.ToString(kDecimal);
     if (value.GetType() != TCIMValue::eString && value.GetType() != TCIMValue::eReference)
         return text;
     std::string quoted = "\"";

@@ -55,7 +55,9 @@ void ClearTransferRecord()
 ITransferListener& TransferListener()
 {
     Reports& reports = TheReports();
-    return reports.listener != nullptr ? *reports.listener : reports.silent;
+    if (reports.listener != nullptr)
+        return *reports.listener;
+    return reports.silent;
 }
 
 bool HasTransferListener()

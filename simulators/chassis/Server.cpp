@@ -16,7 +16,7 @@ namespace chassis {
 namespace {
 
 constexpr char kXml[] = "application/xml; charset=\"utf-8\"";
-constexpr std::size_t kBlock = 1024 * 1024;
+constexpr std::size_t kBlock = std::size_t{1024} * 1024;
 constexpr std::size_t kHugeBlocks = 1024;
 constexpr int kMaxDescriptor = 1024;
 
