@@ -5,10 +5,12 @@ cd "$(dirname "$(realpath "$0")")"
 . scripts/common.sh
 
 # shellcheck disable=SC2086
-install_packages $packages_build $packages_libraries $packages_checks
+install_packages $packages_build $packages_libraries $packages_tests $packages_windows $packages_checks
 
 say "Formatting"
 git ls-files -z -- '*.cpp' '*.h' | xargs -0 clang-format --dry-run --Werror || fail "run clang-format -i on these files"
+
+scripts/lint.sh
 
 if [ -x fuzz/run.sh ]; then
   say "Fuzzing, 60 seconds a target"

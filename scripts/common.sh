@@ -6,7 +6,7 @@ packages_peers="openipmi openssh-client openssl libwrap0 iproute2 libcurl4 uidma
 packages_tests="curl netbase sblim-wbemcli googletest python3 python3-pyftpdlib zip unzip"
 packages_machine="qemu-system-x86"
 packages_windows="g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64 wine64-tools libwine-dev"
-packages_checks="clang-format clang libclang-rt-14-dev"
+packages_checks="clang-format clang libclang-rt-14-dev clang-tidy cppcheck doxygen gcovr"
 
 say() { printf '\n== %s\n' "$*"; }
 fail() { printf '%s: %s\n' "${0##*/}" "$*" >&2; exit "${status:-1}"; }
@@ -30,11 +30,9 @@ install_packages() {
     status=2 fail "could not install: ${missing[*]}"
 }
 
-# build PRESET [cmake --build arguments]: configures and builds with the machine's cores, two at most.
-build() {
+# configure PRESET: says something only when it fails.
+configure() {
   local preset=$1 log
-  shift
-  say "Building $preset"
   log=$(mktemp)
   if ! cmake --preset "$preset" "${configure_options[@]}" >"$log" 2>&1; then
     cat "$log" >&2
@@ -42,6 +40,14 @@ build() {
     fail "configuring $preset failed"
   fi
   rm -f "$log"
+}
+
+# build PRESET [cmake --build arguments]: configures and builds with the machine's cores, two at most.
+build() {
+  local preset=$1
+  shift
+  say "Building $preset"
+  configure "$preset"
   cmake --build "build/$preset" -j2 "$@" || fail "building $preset failed"
 }
 configure_options=()
