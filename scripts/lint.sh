@@ -17,7 +17,7 @@ tidy() {
   local database=$1 files=$2
   shift 2
   run-clang-tidy -quiet -j2 -p "$database" "$@" "^$PWD/($folders)/.*$files" >"$out/tidy.log" 2>&1 || {
-    grep -E '^/.*(error|warning):|^error:' -A4 "$out/tidy.log" | sort -u >&2
+    grep -E 'error:|warning:' "$out/tidy.log" | sort -u >&2 || tail -n 20 "$out/tidy.log" >&2
     fail "clang-tidy has findings; all of them are in build/lint/tidy.log"
   }
 }
