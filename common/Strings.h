@@ -13,8 +13,9 @@
 // Returns a copy of what is left.
 UTILS_API std::string TrimString(std::string& text);
 
-// Lowers "A" to "Z" in place and returns a copy; the second form leaves its argument alone.
+// Lowers "A" to "Z" in place and returns a copy.
 UTILS_API std::string ToLower(std::string& text);
+// A copy with "A" to "Z" lowered; the argument is left alone.
 UTILS_API std::string ToLower(const std::string& text);
 
 // True when text holds digits only, and for the empty text.

@@ -10,20 +10,23 @@ namespace NORXVXA20 {
 // happened stands in the log line written before it is thrown.
 class UTILS_SHARED_TYPE TVXAException : public std::exception {
 public:
+    // Throw it by value and catch it by reference; what happened is in the log by then.
     UTILS_INLINE_API explicit TVXAException(const TVXAStatusCode& statusCode)
         : m_statusCode(statusCode)
     {}
+    // Copied and destroyed wherever it was thrown and caught:
     UTILS_INLINE_API TVXAException(const TVXAException& other)
         : std::exception(other), m_statusCode(other.m_statusCode)
     {}
     UTILS_INLINE_API ~TVXAException() noexcept override {}
 
-    // Valid as long as the core library's texts.
+    // The code's text, valid as long as the core library's texts.
     UTILS_INLINE_API const char* what() const noexcept override
     {
         return m_statusCode.TranslateStatusCode().c_str();
     }
 
+    // What the caller decides by; it lives as long as the exception.
     UTILS_INLINE_API const TVXAStatusCode& GetStatusCode() const { return m_statusCode; }
 
 private:

@@ -10,6 +10,7 @@ namespace NORXVXA20 {
 // One status code of the tool, copied by value. The texts belong to the core library.
 class UTILS_SHARED_TYPE TVXAStatusCode {
 public:
+    // The codes that the library and our core library use; any other number is a code as well.
     enum EVXAStatusCode : std::int32_t {
         eFailed = 3, // a program could not be set up, or the chassis refused the FFDC method
         ePermissionDenied = 27,  // the server refused the log-in or the file
@@ -18,10 +19,11 @@ public:
         eNoTransferLibrary = 35, // libcurl, or its support of the protocol, is missing
     };
 
+    // Made of a code without further ado, and copied:
     UTILS_INLINE_API TVXAStatusCode(EVXAStatusCode code) : m_code(code) {}
     UTILS_INLINE_API TVXAStatusCode(const TVXAStatusCode& other) : m_code(other.m_code) {}
 
-    // Deliberate: both assignments return a copy, not a reference.
+    // Deliberate: both assignments return a copy, not a reference:
     UTILS_INLINE_API TVXAStatusCode operator=(EVXAStatusCode code)
     {
         m_code = code;
@@ -33,6 +35,7 @@ public:
         return *this;
     }
 
+    // The number, which may be none of the enumeration's.
     UTILS_INLINE_API EVXAStatusCode GetStatusCode() const { return m_code; }
 
     // The code's text; the string belongs to the core library and is never destroyed.
@@ -42,6 +45,7 @@ private:
     EVXAStatusCode m_code;
 };
 
+// The codes by their short name.
 using EVXAStatusCode = TVXAStatusCode::EVXAStatusCode;
 
 } // namespace NORXVXA20

@@ -22,8 +22,10 @@ public:
     // port is the CIM port; 0 stands for 5988. Nothing is connected yet.
     UTILS_API TCMMFFDC(std::string outputDir, std::string user, std::string password,
                        std::string host, int port);
+    // Copied with everything, the connection shared:
     UTILS_API TCMMFFDC(const TCMMFFDC& other);
     UTILS_API TCMMFFDC& operator=(const TCMMFFDC& other);
+    // Closes the connection, whoever else uses it, and wipes the password.
     UTILS_API ~TCMMFFDC();
 
     // Runs the whole collection and blocks until it has ended, which may take many minutes. True

@@ -18,8 +18,10 @@ public:
 
     // outputDir must exist when Capture is called.
     UTILS_API TQMMFFDC(std::string outputDir);
+    // A copy shares the original's libcurl handles:
     UTILS_API TQMMFFDC(const TQMMFFDC& other);
     UTILS_API TQMMFFDC& operator=(const TQMMFFDC& other);
+    // Leaves libcurl as Capture left it.
     UTILS_API ~TQMMFFDC();
 
     // Runs the whole collection and blocks until it has ended, at most about 365 seconds plus the

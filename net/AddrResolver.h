@@ -23,12 +23,14 @@ public:
     // refuses.
     bool Set(const std::string address);
 
+    // The parts; empty when the address does not hold them:
     std::string Host() const;
     std::string User() const;
     std::string Pw() const;
     // 0 when the address had no port or its text was no number.
     int Port() const;
 
+    // Each sets one part as it is, unchecked, and leaves the others:
     void SetHost(const std::string host);
     void SetUser(const std::string user);
     void SetPw(const std::string password);

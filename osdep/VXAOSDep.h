@@ -48,6 +48,7 @@ public:
     UTILS_API static void* OpenFile(const std::string& path);
     // Writes data in one call and ignores the outcome. A null handle is ignored too.
     UTILS_API static void WriteFile(void* handle, const std::string& data);
+    // Closes what OpenFile returned; null is ignored.
     UTILS_API static void CloseFile(void* handle);
 
     // Runs program with arguments and returns what it wrote to standard output and standard error.

@@ -20,9 +20,12 @@ enum qmmSetType : std::int32_t {
 // library there are no nodes and nothing is done.
 class TUsbLan {
 public:
+    // m_instance, which it creates when that is null; the caller deletes it.
     UTILS_API static TUsbLan* getInstance();
     // qmmRestore until it is called.
     UTILS_API void sUsbLanType(qmmSetType type);
+    // Brings the interfaces up or takes them down, as chosen; may block as long as the library
+    // does.
     UTILS_API ~TUsbLan();
 
     TUsbLan(const TUsbLan&) = delete;

@@ -22,7 +22,7 @@ class UTILS_API TXmlParser {
 public:
     TXmlParser();
     virtual ~TXmlParser();
-    // A copy shares the text and the position.
+    // A copy shares the text and the position:
     TXmlParser(const TXmlParser& other);
     TXmlParser& operator=(const TXmlParser& other);
 
@@ -67,6 +67,7 @@ public:
 protected:
     // The byte at the position, which moves past it; at the end 0, without moving.
     char GetChar();
+    // The byte at the position, which stays; 0 at the end.
     char PeekChar() const;
     // One byte back, without a check.
     void UngetChar();

@@ -10,6 +10,7 @@
 // HTTP for the backends that have no libcurl of their own: the core library's client.
 namespace NORXVXA20 {
 
+// Whom to ask, and what is known of him.
 struct HttpServer {
     std::string url;       // scheme, host, port and path, without credentials
     std::string user;      // Basic authentication, sent with every request
@@ -19,6 +20,7 @@ struct HttpServer {
     std::string pinnedKey; // https: the server's key, as libcurl takes it; empty: any
 };
 
+// What came of a request.
 struct HttpAnswer {
     long status = 0; // 0: none arrived
     std::string

@@ -12,6 +12,7 @@ namespace NORXVXA20 {
 // Where the namespaces of chassis managers come from; one for the whole process.
 class TCMMNamespaceProvider {
 public:
+    // The provider, made by the first call and shared by all.
     CMMNSP_API static boost::shared_ptr<TCMMNamespaceProvider> GetInstance();
     virtual ~TCMMNamespaceProvider() = default;
     // A new namespace, not connected, which is a TCMMNamespace. shared and options have no effect.

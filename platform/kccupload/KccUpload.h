@@ -8,6 +8,7 @@
 // "KCCStatusReportSubmit".
 namespace kccupload {
 
+// The file that is loaded.
 #if defined(_WIN32)
 constexpr const char* kLibraryName = "kccupload.dll";
 #else
@@ -16,6 +17,8 @@ constexpr const char* kLibraryName = "libkccupload.so";
 
 constexpr int kFailed = -1; // every other result is a success
 
+// Sends file to the maker and blocks until that has ended. Its texts go by value, so both sides
+// need the same C++ runtime.
 using StatusReportSubmit = int (*)(const NORXVXA20::HTTPProxyInfo& proxy, std::string file,
                                    std::string settingsFile, std::string reserved,
                                    std::string productPath, std::string version,

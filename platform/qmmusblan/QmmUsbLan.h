@@ -7,6 +7,7 @@
 // "BringupQmmLan" and "DisableQmmLan".
 namespace qmmusblan {
 
+// The file that is loaded.
 #if defined(_WIN32)
 constexpr const char* kLibraryName = "qmmusblan.dll";
 #else
@@ -31,7 +32,9 @@ enum Result : std::int32_t {
     kNotChanged = 177,
 };
 
+// "GetNodes": how many nodes there are; 0 or less for none.
 using GetNodes = std::int32_t (*)();
+// The three others, each about one node: a State or a Result.
 using NodeFunction = std::int32_t (*)(std::int32_t node);
 
 } // namespace qmmusblan

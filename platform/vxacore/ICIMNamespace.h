@@ -14,7 +14,9 @@ namespace NORXVXA20 {
 class ICIMNamespace {
 public:
     virtual ~ICIMNamespace() = default;
+    // As given when it was allocated, for example "root/cimv2"; valid as long as the namespace.
     virtual const std::string& GetName() const = 0;
+    // The class of that name. It keeps the namespace alive.
     virtual boost::shared_ptr<ICIMClass> GetClass(const std::string& className,
                                                   const TCIMOptions& options) = 0;
     // Puts the names of the subclasses of className into names, without className itself; deep:

@@ -10,6 +10,7 @@ namespace NORXVXA20 {
 class ICIMProperty {
 public:
     virtual ~ICIMProperty() = default;
+    // The value with its type, as the instance held it when it was enumerated.
     virtual TCIMValue GetValue() const = 0;
     // The value as text; empty when it is null.
     virtual std::string GetValueAsString() const = 0;

@@ -10,10 +10,12 @@ namespace NORXVXA20 {
 template <typename Object>
 class TAddToVectorCallback {
 public:
+    // objects must outlive the enumeration.
     explicit TAddToVectorCallback(std::vector<boost::shared_ptr<Object>>& objects)
         : m_objects(&objects)
     {}
 
+    // Always wants more.
     bool operator()(const boost::shared_ptr<Object>& object) const
     {
         m_objects->push_back(object);

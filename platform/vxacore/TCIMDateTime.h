@@ -7,8 +7,10 @@ namespace NORXVXA20 {
 // A point in local time, field by field; month and day count from 1.
 class VXACORE_API TCIMDateTime {
 public:
+    // The fields are kept as given, unchecked.
     TCIMDateTime(unsigned short year, unsigned short month, unsigned int day, unsigned short hour,
                  unsigned short minute, unsigned short second);
+    // The fields, the year with its century, the hour from 0 to 23:
     unsigned short GetYear() const;
     unsigned short GetMonth() const;
     unsigned int GetDay() const;

@@ -16,11 +16,15 @@ namespace NORXVXA20 {
 // remembers the namespace's name, not the namespace.
 class VXACORE_API TCIMReference {
 public:
+    // Names and values of the keys.
     using KeyValues = std::vector<std::pair<std::string, TCIMValue>>;
 
+    // A class by the namespace that holds it, which must not be null; options have no effect.
     TCIMReference(const boost::shared_ptr<ICIMNamespace>& nameSpace, const std::string& className,
                   const TCIMOptions& options);
+    // The same by the namespace's name.
     TCIMReference(const std::string& namespaceName, const std::string& className);
+    // Copied with its keys:
     TCIMReference(const TCIMReference& other);
     TCIMReference& operator=(const TCIMReference& other);
     ~TCIMReference();
@@ -28,6 +32,7 @@ public:
     // Sets a key. A key of that name, compared without case, gets the new value.
     void AddKeyValue(const std::string& name, const TCIMValue& value);
 
+    // The names as they were given, valid as long as the path:
     const std::string& GetNamespaceName() const;
     const std::string& GetTargetClass() const;
     // In the order in which the keys were added.

@@ -15,15 +15,18 @@ class TCIMReference;
 // One value of the CIM object model, copied by value. It is null until it is given something.
 class VXACORE_API TCIMValue {
 public:
+    // The types that are told apart; integers of every width are one of two.
     enum EType { eNull, eString, eBoolean, eUnsigned, eSigned, eReference };
 
     TCIMValue();
+    // A value of the argument's type; text must not be null and is copied:
     TCIMValue(const char* text);
     TCIMValue(bool value);
     explicit TCIMValue(std::uint64_t value);
     explicit TCIMValue(std::int64_t value);
     // A reference-typed value; it holds a copy of the path.
     TCIMValue(const TCIMReference& path);
+    // Copied with what it holds:
     TCIMValue(const TCIMValue& other);
     TCIMValue& operator=(const TCIMValue& other);
     ~TCIMValue();
@@ -31,6 +34,7 @@ public:
     // Turns the value into this text, whatever it was before.
     void Set(const std::string& text);
 
+    // eNull until the value was given something.
     EType GetType() const;
     // The path of a reference; null for every other type.
     const TCIMReference* GetReference() const;

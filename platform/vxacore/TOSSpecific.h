@@ -20,8 +20,10 @@ public:
     // Consumes one key press and returns its character code, or -1 when none could be read.
     static int GetKeyboardChar();
 
+    // The time of day now, in the machine's time zone.
     static TCIMDateTime GetLocalTime();
 
+    // True when path is a directory; false as well when that cannot be found out.
     static bool DirExists(std::string path);
     // Creates the last component of path; an existing directory is a failure as well.
     // Throws TVXAException on failure.
@@ -42,8 +44,8 @@ public:
 
     // Sends localFile to server over passive FTP as remoteName, whose folders must exist there;
     // what has that name is replaced. server is a host, also "user:password@host:port" (split at
-    // the last
-    // "@" and the first ":", nothing is unescaped); without a user the log-in is anonymous.
+    // the last "@" and the first ":", nothing is unescaped); without a user the log-in is
+    // anonymous.
     // Returns false when the local file cannot be read or the file did not arrive whole. Throws
     // TVXAException: 35 no usable libcurl, 33 host not found or no route, 34 nobody there who
     // answers, 27 log-in or file refused.

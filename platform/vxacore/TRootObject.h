@@ -5,6 +5,7 @@
 
 namespace NORXVXA20 {
 
+// Where the tool's log comes from.
 class VXACORE_API TRootObject {
 public:
     // The installed logger, owned by the core library; null while there is none.
