@@ -12,6 +12,9 @@ git ls-files -z -- '*.cpp' '*.h' | xargs -0 clang-format --dry-run --Werror || f
 
 scripts/lint.sh
 
+say "Documentation of the interfaces"
+scripts/api-docs.sh || fail "what is exported must say what it is"
+
 if [ -x fuzz/run.sh ]; then
   say "Fuzzing, 60 seconds a target"
   fuzz/run.sh 60
