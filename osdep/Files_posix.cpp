@@ -74,7 +74,6 @@ std::optional<std::vector<std::string>> Match(const std::string& directory,
 // A handle that crosses the interface: the descriptor plus one, so that 0 is not taken for null.
 void* ToHandle(int descriptor)
 {
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): nobody looks behind the handle.
     return reinterpret_cast<void*>(static_cast<std::intptr_t>(descriptor) + 1);
 }
 

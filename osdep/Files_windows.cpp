@@ -27,7 +27,6 @@ bool IsNotFound(DWORD error)
 
 HANDLE ToHandle(std::int32_t value)
 {
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): Windows promises that a handle fits 32 bits.
     return reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(value));
 }
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # usage: lint.sh      clang-tidy and cppcheck over the product's sources for both systems; fails on any finding.
-# What is not asked for stands, with its reason, in .clang-tidy, .cppcheck-suppressions and at NOLINT comments.
+# What is not asked for stands, with its reason, in .clang-tidy and .cppcheck-suppressions.
 set -euo pipefail
 cd "$(dirname "$(realpath "$0")")/.."
 . scripts/common.sh

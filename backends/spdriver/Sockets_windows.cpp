@@ -19,7 +19,6 @@ bool StartSockets()
 bool MakeNonBlocking(NativeSocket socket)
 {
     u_long on = 1;
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): Windows' sockets are handles by another name.
     return ::SetHandleInformation(reinterpret_cast<HANDLE>(socket), HANDLE_FLAG_INHERIT, 0) &&
            ::ioctlsocket(socket, FIONBIO, &on) == 0;
 }
