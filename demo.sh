@@ -41,6 +41,11 @@ if [ -n "$out" ]; then
   out=$(realpath "$out")
   [ "$out" != "$files" ] || status=2 fail "--files and --out are the same directory"
 fi
+# The files lie in the server's memory, and once more on their way into it.
+memory=$((512 + 2 * $([ -z "$files" ] && echo 4 || du -sm --apparent-size "$files" | cut -f1)))
+free=$(awk '/^MemAvailable:/ { print int($2 / 1024) }' /proc/meminfo)
+[ -z "$server" ] || [ "$memory" -le "$free" ] ||
+  status=2 fail "the server would need $memory MiB of memory, and $free MiB are free"
 cd "$top"
 
 # shellcheck disable=SC2086
@@ -84,21 +89,16 @@ fi
 log=$state/core.log
 rm -f "$log"
 
-# Runs a command inside the virtual server; what it leaves there in /out arrives in $state/server. The files lie in the
-# server's memory, and once more on their way into it.
+# Runs a command inside the virtual server; what it leaves there in /out arrives in $state/server.
 in_virtual_server() {
-  local served memory free terminal=() status=0
-  served=$(du -sm --apparent-size "$files" | cut -f1)
-  memory=$((512 + 2 * served))
-  free=$(awk '/^MemAvailable:/ { print int($2 / 1024) }' /proc/meminfo)
-  [ "$memory" -le "$free" ] || status=2 fail "the server would need $memory MiB of memory, and $free MiB are free"
+  local terminal=() status=0
   rm -rf "$state/server"
   if [ -n "$shell" ]; then
     terminal=(-s)
     # QEMU changes the terminal, and may be ended without changing it back.
     [ ! -t 0 ] || trap "stty $(stty -g)" EXIT
   fi
-  simulators/virtual_server/guest.sh "${terminal[@]}" -m "$memory" -t $((300 + served)) -o "$state/server" \
+  simulators/virtual_server/guest.sh "${terminal[@]}" -m "$memory" -t "$memory" -o "$state/server" \
     -e VXA_USBLAN_INTERFACES=usb:1-1 -p "$state/bin/ffdc-collect" -p "$state/bin/libqmmusblan.so" \
     -p "$(/sbin/ldconfig -p | awk '/libcurl\.so\.4.*x86-64/ { print $NF; exit }')" "$state/sandbox" "$@" || status=$?
   return "$status"

@@ -13,6 +13,9 @@ GUEST_STATUS=$SP_WORKDIR/status
 export GUEST_OUT GUEST_STATUS
 rm -f "$GUEST_STATUS"
 trap 'rm -f "$image"' EXIT
+# QEMU ends with 0 then.
+trap 'exit 130' INT
+trap 'exit 143' TERM
 
 console=(-serial stdio)
 if [ "${5:-}" = shell ]; then
