@@ -10,7 +10,7 @@ ask() { echo "$*" | nc 10.0.2.100 19005 > /dev/null; }
 # Seconds of a command, from the kernel's clock.
 seconds() {
   begin=$(cut -d' ' -f1 /proc/uptime)
-  "$@" > /tmp/said 2>&1 || { cat /tmp/said; exit 1; }
+  "$@" > /tmp/said 2>&1 || { cat /tmp/said >&2; exit 1; }
   cut -d' ' -f1 /proc/uptime | awk -v begin="$begin" '{ printf "%.2f\n", $1 - begin }'
 }
 median() { sort -n | awk '{ value[NR] = $1 } END { print value[int((NR + 1) / 2)] }'; }
@@ -46,8 +46,7 @@ compare() {
 peak() {
   ask restore
   ask serve file "$1"
-  { time -v ffdc-collect service-processor --out /tmp/copied > /tmp/said 2>&1; } 2> /tmp/time ||
-    { cat /tmp/said; exit 1; }
+  time -v -o /tmp/time ffdc-collect service-processor --out /tmp/copied > /tmp/said 2>&1 || { cat /tmp/said >&2; exit 1; }
   rm -r /tmp/copied
   sed -n 's/.*Maximum resident set size.*: //p' /tmp/time
 }

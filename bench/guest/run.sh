@@ -12,5 +12,5 @@ bin=build/linux-release/bin
 curl=$(/sbin/ldconfig -p | awk '/libcurl\.so\.4.*x86-64/ { print $NF; exit }')
 UTILS_MODULE=$bin/ffdc_module.so SP_POLLS=0 exec simulators/virtual_server/guest.sh -m 1536 \
   -e "ROUNDS=${1:-3}" -e VXA_USBLAN_INTERFACES=usb:1-1 -p bench/guest/measure.sh \
-  -p $bin/copy_bench -p $bin/ffdc-collect -p $bin/libqmmusblan.so -p "$curl" -p /usr/bin/sftp -p /usr/bin/ssh \
+  -p $bin/copy_bench -p $bin/ffdc-collect -p $bin/libqmmusblan.so -p "$curl" -p /usr/bin/sftp -p /usr/bin/ssh=/usr/bin/ssh \
   build/linux-release/sandbox/guest_bench sh /bin/measure.sh
