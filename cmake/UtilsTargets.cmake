@@ -147,9 +147,9 @@ endif()
 function(utils_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "CURL;DRIVER;SANDBOX" "TIMEOUT" "SOURCES;LIBRARY;USES;PROGRAMS;SIMULATORS")
   set(environment "GTEST_OUTPUT=xml:${CMAKE_BINARY_DIR}/results/${name}.xml"
-                  "UTILS_MODULE=${UTILS_NATIVE_BUILD}/bin/ffdc_module.so")
+                  "UTILS_MODULE=${UTILS_NATIVE_BUILD}/bin/ffdc_module.so"
+                  "UTILS_SIMULATORS=${UTILS_NATIVE_BUILD}/bin")
   if(WIN32)
-    list(APPEND environment "UTILS_SIMULATORS=${UTILS_NATIVE_BUILD}/bin")
     if(arg_CURL OR arg_DRIVER OR arg_SANDBOX OR arg_SIMULATORS)
       list(APPEND environment "WINEPATH=${UTILS_BRIDGE_DIR}")
       list(APPEND arg_PROGRAMS curl_bridge)

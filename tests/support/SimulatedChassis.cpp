@@ -9,7 +9,7 @@
 
 SimulatedChassis::SimulatedChassis(const std::vector<std::string>& options)
 {
-    // It always is a program of this system.
+    // A program of the host, also where the test is none.
     const char* const folder = std::getenv("UTILS_SIMULATORS");
     std::vector<std::string> words = {std::string(folder != nullptr ? folder : ".") +
                                           "/chassis_simulator",
