@@ -146,7 +146,11 @@ endif()
 # Every run leaves its results as XML in results/ of the build folder, where test.sh counts them.
 function(utils_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "CURL;DRIVER;SANDBOX" "TIMEOUT" "SOURCES;LIBRARY;USES;PROGRAMS;SIMULATORS")
-  set(environment "GTEST_OUTPUT=xml:${CMAKE_BINARY_DIR}/results/${name}.xml"
+  set(drive)
+  if(WIN32 AND NOT arg_DRIVER)
+    set(drive "Z:") # where Wine has this system's files
+  endif()
+  set(environment "GTEST_OUTPUT=xml:${drive}${CMAKE_BINARY_DIR}/results/${name}.xml"
                   "UTILS_MODULE=${UTILS_NATIVE_BUILD}/bin/ffdc_module.so"
                   "UTILS_SIMULATORS=${UTILS_NATIVE_BUILD}/bin")
   if(WIN32)
