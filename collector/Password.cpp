@@ -18,8 +18,9 @@ std::optional<std::string> ReadKeys()
 {
     std::string typed;
     const ScopedWipe wipe(typed);
+    HiddenKeys keys;
     for (;;) {
-        const int key = ReadHiddenKey();
+        const int key = keys.Next();
         if (key == '\r' || key == '\n')
             return typed;
         if (key == kCtrlC || key == kNoKey || (key == kEndOfInputKey && typed.empty()))

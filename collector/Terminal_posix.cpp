@@ -11,7 +11,12 @@ bool HasTerminal()
     return ::isatty(STDIN_FILENO) != 0;
 }
 
-int ReadHiddenKey()
+// The library hides each key as it reads it.
+HiddenKeys::HiddenKeys() : m_active(true) {}
+
+HiddenKeys::~HiddenKeys() = default;
+
+int HiddenKeys::Next()
 {
-    return NORXVXA20::VXAOSDep::GetCharWithNoEcho();
+    return m_active ? NORXVXA20::VXAOSDep::GetCharWithNoEcho() : -1;
 }
