@@ -15,16 +15,19 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_C_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+# What is installed finds its libraries wherever the tree is moved to.
+set(CMAKE_INSTALL_RPATH $ORIGIN)
+file(RELATIVE_PATH UTILS_LIBRARIES_FROM_PROGRAMS ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 # One folder for programs and libraries, so that DLLs and the programs that load them find each other.
-set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
-set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 
-set(UTILS_GENERATED_DIR ${CMAKE_BINARY_DIR}/generated)
+set(UTILS_GENERATED_DIR ${PROJECT_BINARY_DIR}/generated)
 configure_file(${CMAKE_CURRENT_LIST_DIR}/BuildValues.h.in ${UTILS_GENERATED_DIR}/BuildValues.h @ONLY)
 
 # Header-only libraries of the host serve a cross build too, but only folder by folder:
 # the whole of /usr/include would bring the host's C library with it.
-set(UTILS_FOREIGN_HEADERS ${CMAKE_BINARY_DIR}/foreign-headers)
+set(UTILS_FOREIGN_HEADERS ${PROJECT_BINARY_DIR}/foreign-headers)
 function(utils_foreign_headers)
   file(MAKE_DIRECTORY ${UTILS_FOREIGN_HEADERS})
   foreach(folder IN LISTS ARGN)
@@ -65,6 +68,7 @@ if(WIN32)
       set(path ${CMAKE_FIND_ROOT_PATH}/lib/${dll})
     endif()
     file(COPY ${path} DESTINATION ${CMAKE_RUNTIME_OUTPUT_DIRECTORY} FOLLOW_SYMLINK_CHAIN)
+    install(FILES ${path} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
   endforeach()
 endif()
 
@@ -111,6 +115,9 @@ function(utils_shared_properties target)
   string(TOUPPER ${target} upper)
   target_include_directories(${target} PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/utils>)
+  # The headers use Boost's.
+  target_include_directories(${target} SYSTEM INTERFACE $<BUILD_INTERFACE:${UTILS_FOREIGN_HEADERS}>)
+  target_link_libraries(${target} INTERFACE $<INSTALL_INTERFACE:Boost::headers>)
   target_compile_features(${target} PUBLIC cxx_std_17)
   target_compile_definitions(${target} INTERFACE
     BOOST_ENABLE_ASSERT_HANDLER $<INSTALL_INTERFACE:${upper}_IMPORTS>)

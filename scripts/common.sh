@@ -4,8 +4,8 @@ packages_build="g++ cmake ninja-build git ca-certificates"
 packages_libraries="libboost-dev libcpp-httplib-dev libpugixml-dev libzip-dev libspdlog-dev libfmt-dev libcli11-dev nlohmann-json3-dev libopenipmi-dev libmnl-dev"
 packages_peers="openipmi openssh-client openssl libwrap0 iproute2 libcurl4 uidmap"
 packages_tests="curl netbase sblim-wbemcli googletest python3 python3-pyftpdlib zip unzip"
-packages_machine="qemu-system-x86"
 packages_windows="g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64 wine64-tools libwine-dev"
+packages_package="dpkg-dev file pkgconf unzip"
 packages_checks="clang-format clang libclang-rt-14-dev clang-tidy cppcheck doxygen gcovr"
 
 say() { printf '\n== %s\n' "$*"; }
