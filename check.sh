@@ -15,6 +15,9 @@ scripts/lint.sh
 say "Documentation of the interfaces"
 scripts/api-docs.sh || fail "what is exported must say what it is"
 
+say "Packages and their consumers"
+tests/packages/run.sh
+
 if [ -x fuzz/run.sh ]; then
   say "Fuzzing, 60 seconds a target"
   fuzz/run.sh 60

@@ -14,6 +14,7 @@ who=${1:-} what=${2:-}
 [ "$(id -u)" -eq 0 ] || status=2 fail "needs root"
 install_packages debootstrap
 
+commit=$(git rev-parse --short HEAD)
 log=$PWD/build/fresh-root/$who-$what.log
 root=$(mktemp -d "${TMPDIR:-/var/tmp}/fresh-root.XXXXXX")
 running=
@@ -97,14 +98,14 @@ say "A fresh Debian 12"
 make_root
 [ "$who" = root ] || make_user
 mkdir "$root$home/utils"
-git archive HEAD | tar -x -C "$root$home/utils"
+git archive "$commit" | tar -x -C "$root$home/utils"
 as=()
 if [ "$who" = user ]; then
   enter chown -R developer: "$home/utils"
   as=(setpriv --reuid=developer --regid=developer --init-groups env "HOME=$home" USER=developer)
 fi
 
-say "./$what.sh as $who, commit $(git rev-parse --short HEAD)"
+say "./$what.sh as $who, commit $commit"
 begun=$SECONDS
 result=0
 enter "${as[@]}" bash -c "cd $home/utils && exec ./$what.sh" || result=$?
