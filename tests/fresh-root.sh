@@ -23,8 +23,10 @@ exec > >(tee "$log") 2>&1
 
 # The first process inside ends with the one out here, and all others and the mounts with it.
 clean_up() {
-  [ -z "$running" ] || kill -KILL "$running" 2>/dev/null || true
-  wait
+  if [ -n "$running" ]; then
+    kill -KILL "$running" 2>/dev/null || true
+    wait "$running" || true
+  fi
   if findmnt -rno TARGET | grep -F "$root"; then
     echo "still mounted; not removed" >&2
   else
