@@ -3,8 +3,8 @@
 # Runs ./demo.sh or ./test.sh of the last commit on a fresh Debian 12: a root file system made for it, which holds
 # nothing but the base system, as root or as an ordinary user with sudo. To be run by hand, as root; it downloads
 # from the archive that this machine's apt uses. The demo takes minutes, the tests the better part of an hour.
-# All output goes to build/fresh-root/WHO-WHAT.log as well; the exit status is the command's. Whatever happens,
-# nothing is left: the root has its mounts and processes in namespaces of its own and is removed in the end.
+# All output goes to build/fresh-root/WHO-WHAT.log as well; the exit status is the command's. Mounts and processes
+# live in namespaces of their own and go with this script; the root, below TMPDIR or /var/tmp, is removed in the end.
 set -euo pipefail
 cd "$(dirname "$(realpath "$0")")/.."
 . scripts/common.sh
@@ -48,7 +48,7 @@ attended() {
 }
 
 bare=(env -i PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin LANG=C.UTF-8 TERM=dumb)
-isolated=(unshare --mount --propagation private --pid --fork --kill-child --uts --ipc)
+isolated=(setpriv --pdeathsig KILL unshare --mount --propagation private --pid --fork --kill-child --uts --ipc)
 
 # enter COMMAND...: as root in the new file system. A change of root by chroot would refuse user namespaces.
 enter() {
@@ -76,7 +76,7 @@ make_root() {
   local archive
   archive=$(archives | awk '$3 == "bookworm" && $4 == "main" { print $2; exit }')
   [ -n "$archive" ] || fail "this machine's apt knows no Debian 12 archive"
-  attended "${bare[@]}" unshare --mount --propagation private --pid --fork --kill-child \
+  attended "${bare[@]}" "${isolated[@]}" \
     debootstrap --variant=minbase bookworm "$root" "$archive" >"$log.base" || { cat "$log.base"; fail "no base system"; }
   rm -f "$log.base"
   chmod 755 "$root"

@@ -147,9 +147,7 @@ windows_archive() {
   mkdir -p "$WINEPREFIX"
   runs "Windows archive, find_package" "$run" "$beside/consumer.exe"
   runs "Windows archive, pkg-config" "$run" "$beside/by-pkg-config.exe"
-  if [ -f "$tree/bin/ffdc-collect.exe" ]; then
-    "$run" "$tree/bin/ffdc-collect.exe" --version >/dev/null
-  fi
+  "$run" "$tree/bin/ffdc-collect.exe" --version >/dev/null
   ! grep -rlF "$top" "$tree" || fail "these name the folder they were built in"
   tests/symbols.sh windows "$tree/bin"
 }
