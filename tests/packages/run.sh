@@ -59,6 +59,14 @@ headers() {
   done <"$work/headers"
 }
 
+# Every header with something exported is in FOLDER, but the one that our own libraries use of one another.
+all_there() {
+  local header
+  while read -r header; do
+    [ -f "$1/$header" ] || [ "$header" = backends/vxacore/HttpClient.h ] || fail "$header is not installed"
+  done < <(grep -rlE --include='*.h' '\b[A-Z_]+_API\b' common osdep xml net usblan ffdc platform backends)
+}
+
 # Nothing in FOLDER remembers where it was built, and what is loaded lies beside what loads it.
 moves() {
   ! grep -rlF "$top" "$1" || fail "these name the folder they were built in"
@@ -86,6 +94,7 @@ moved_tree() {
   runs "moved tree, pkg-config" "$work/by-pkg-config"
   # shellcheck disable=SC2046
   headers "$tree/include/utils" g++ $(pkg-config --cflags utils)
+  all_there "$tree/include/utils"
   unset PKG_CONFIG_PATH
 
   taken_from "$libraries" "$tree/bin/ffdc-collect"
@@ -142,6 +151,7 @@ windows_archive() {
   # shellcheck disable=SC2046
   headers "$tree/include/utils" x86_64-w64-mingw32-g++-posix -isystem "$boost" \
     $(PKG_CONFIG_LIBDIR=$tree/lib/pkgconfig pkg-config --cflags utils)
+  all_there "$tree/include/utils"
   export WINEPREFIX=$top/build/package-win64/wine
   trap stop_wine EXIT
   mkdir -p "$WINEPREFIX"
