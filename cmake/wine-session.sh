@@ -10,6 +10,9 @@ if [ "$1" = --own-server ]; then
   own=1
   shift
   WINEPREFIX=$WINEPREFIX-sandbox
+  # Wine's sockets lie in a folder named after the user's number, which in a user's namespace is root's.
+  sockets=/tmp/.wine-$(id -u)
+  [ ! -e "$sockets" ] || [ -O "$sockets" ] || mount -t tmpfs tmpfs /tmp
 fi
 if [ ! -x "$1" ]; then
   echo "wine-session: no $1; ./test.sh win64 builds what this needs of the preset linux" >&2

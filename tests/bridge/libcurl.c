@@ -7,6 +7,8 @@
 #include <stddef.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #define MS __attribute__((ms_abi))
 
@@ -21,6 +23,8 @@ typedef long long offset;
 typedef size_t(MS *block_callback)(char *, size_t, size_t, void *);
 typedef int(MS *progress_callback)(void *, offset, offset, offset, offset);
 typedef int(MS *key_callback)(void *, const void *, const void *, int, void *);
+typedef int(MS *socket_callback)(void *, size_t, int);
+typedef int(MS *close_callback)(void *, size_t);
 
 /* One easy handle, with the callers' callbacks. */
 struct easy {
@@ -31,6 +35,11 @@ struct easy {
     void *progress_data;
     key_callback key;
     void *key_data;
+    socket_callback take_socket;
+    void *take_data;
+    close_callback close_socket;
+    void *close_data;
+    int socket; /* the newest, -1 when it is closed */
 };
 
 static struct {
@@ -83,10 +92,37 @@ static size_t on_header(char *data, size_t size, size_t count, void *user)
     return easy->header(data, size, count, easy->header_data);
 }
 
+/* The caller ends a connection by a call of its own system, which does not know the host's sockets: shutting one is done
+ * here, when the caller gives up, and so is closing it. */
 static int on_progress(void *user, offset total, offset now, offset up_total, offset up_now)
 {
     struct easy *easy = user;
-    return easy->progress(easy->progress_data, total, now, up_total, up_now);
+    const int result = easy->progress(easy->progress_data, total, now, up_total, up_now);
+    if (result && easy->socket >= 0)
+        shutdown(easy->socket, SHUT_RDWR);
+    return result;
+}
+
+/* A number that is no handle there. */
+static size_t name_socket(int socket)
+{
+    return 0x40000000 + (size_t)socket * 4;
+}
+
+static int on_take_socket(void *user, int socket, int purpose)
+{
+    struct easy *easy = user;
+    easy->socket = socket;
+    return easy->take_socket(easy->take_data, name_socket(socket), purpose);
+}
+
+static int on_close_socket(void *user, int socket)
+{
+    struct easy *easy = user;
+    if (easy->socket == socket)
+        easy->socket = -1;
+    easy->close_socket(easy->close_data, name_socket(socket));
+    return close(socket);
 }
 
 static int on_key(void *real, const void *known, const void *found, int match, void *user)
@@ -151,6 +187,10 @@ static const struct option options[] = {
     {20079, CALLBACK, offsetof(struct easy, header), 10029, on_header},
     {20219, CALLBACK, offsetof(struct easy, progress), 10057, on_progress},
     {20184, CALLBACK, offsetof(struct easy, key), 10185, on_key},
+    {20148, CALLBACK, offsetof(struct easy, take_socket), 10149, on_take_socket},
+    {20208, CALLBACK, offsetof(struct easy, close_socket), 10209, on_close_socket},
+    {10149, CALLBACK_DATA, offsetof(struct easy, take_data), 0, NULL},
+    {10209, CALLBACK_DATA, offsetof(struct easy, close_data), 0, NULL},
     {10001, CALLBACK_DATA, offsetof(struct easy, write_data), 0, NULL},
     {10009, CALLBACK_DATA, offsetof(struct easy, read_data), 0, NULL},
     {10029, CALLBACK_DATA, offsetof(struct easy, header_data), 0, NULL},
@@ -292,6 +332,7 @@ void *MS bridge_easy_init(void)
     if (!load_host())
         return NULL;
     easy = calloc(1, sizeof *easy);
+    easy->socket = -1;
     easy->real = host.easy_init();
     if (!easy->real) {
         free(easy);
