@@ -230,14 +230,16 @@ TEST_F(FrameTest, WhatCannotWorkIsRefusedBeforeAnythingStarts)
 
 TEST_F(FrameTest, ValuesReachTheOtherProcessUnchanged)
 {
-    // Windows has no quotes and line ends in names, but letters of its own encoding.
+    // Windows has no quotes and line ends in names, but letters of its own encoding, and a
+    // backslash at the end.
     const std::string out =
-        m_scratch / (TestedProgram::IsForWindows() ? "-a = [b\xc3\xa9]" : "-a = \"b\"\n[c]");
+        m_scratch / (TestedProgram::IsForWindows() ? "-a = [b\xc3\xa9]\\" : "-a = \"b\"\n[c]");
     const auto run =
         StartWith({"service-processor", "--verbose", "--log=" + m_scratch / "-log", "--out=" + out},
                   {{"COLLECTOR_SCRIPT", "deliver:a"}});
     EXPECT_EQ(run->Wait(), 0) << run->Errors();
-    EXPECT_EQ(ContentsOf(out + "/a"), "contents of a");
+    const std::string folder = out.back() == '\\' ? out.substr(0, out.size() - 1) : out;
+    EXPECT_EQ(ContentsOf(folder + "/a"), "contents of a");
     EXPECT_THAT(run->Errors(),
                 HasSubstr("\"a\": done, 13 of 13 bytes, 1 try, 0 ms, SHA-256 00ff\n"));
 }
