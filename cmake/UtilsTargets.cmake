@@ -238,6 +238,6 @@ function(utils_guest_test name)
     set(arg_TIMEOUT 300)
   endif()
   set_tests_properties(${name} PROPERTIES
-    TIMEOUT ${arg_TIMEOUT} SKIP_RETURN_CODE 77 LABELS guest COST 200
+    TIMEOUT ${arg_TIMEOUT} SKIP_RETURN_CODE 77 LABELS guest COST 50
     ENVIRONMENT "UTILS_MODULE=${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/ffdc_module.so;SP_POLLS=0")
 endfunction()
