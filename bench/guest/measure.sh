@@ -38,8 +38,9 @@ compare() {
       rm -r /tmp/copied
     done
   done
-  echo "$(median < /tmp/library) $(median < /tmp/client)" | awk -v what="$1 x $2 bytes" -v goal="$3" \
-    '{ printf "%-24s library %6.2f s   sftp -b %6.2f s   ratio %.2f (goal %s)\n", what, $1, $2, $1 / $2, goal }'
+  # Of the rounds' ratios, because what else the host does changes from round to round.
+  ratio=$(paste /tmp/library /tmp/client | awk '{ printf "%.3f\n", $1 / $2 }' | median)
+  echo "$1 x $2 bytes: library $(median < /tmp/library) s, sftp -b $(median < /tmp/client) s, ratio $ratio (goal $3)"
 }
 
 # peak BYTES: the collector's, in KiB, its two processes' greater one.
