@@ -20,13 +20,11 @@ constexpr std::size_t kEntrySize = 46;
 constexpr std::uint32_t kEndSignature = 0x06054b50;
 constexpr std::size_t kEndSize = 22;
 
-constexpr unsigned kEncrypted = 1;
 constexpr unsigned kStored = 0;
 constexpr unsigned kDeflated = 8;
 
 struct Entry {
     std::string name;
-    unsigned flags = 0;
     unsigned method = 0;
     std::uint32_t sum = 0;
     std::uint32_t packedSize = 0;
@@ -73,7 +71,6 @@ bool ReadEntries(std::ifstream& file, std::vector<Entry>& entries)
             return false;
         const std::size_t nameSize = Number(list, at + 28, 2);
         Entry entry;
-        entry.flags = Number(list, at + 8, 2);
         entry.method = Number(list, at + 10, 2);
         entry.sum = Number(list, at + 16, 4);
         entry.packedSize = Number(list, at + 20, 4);
@@ -171,7 +168,7 @@ bool ArchiveReader::Read(std::uint64_t member, const Take& take) const
     const Entry& entry = m_state->entries[member];
     const std::string local = Bytes(m_state->file, entry.offset, kLocalSize);
     if (local.empty() || Number(local, 0, 4) != kLocalSignature ||
-        (entry.flags & kEncrypted) != 0 || (entry.method != kStored && entry.method != kDeflated))
+        (entry.method != kStored && entry.method != kDeflated))
         return false;
     std::uint64_t at =
         std::uint64_t{entry.offset} + kLocalSize + Number(local, 26, 2) + Number(local, 28, 2);
