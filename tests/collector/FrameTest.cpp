@@ -108,14 +108,14 @@ TEST_F(FrameTest, SignOfLifeOnEitherPipeKeepsItRunning)
 TEST_F(FrameTest, CrashAndEarlyExitAreConcludedLikeAGoodEnd)
 {
     const auto crashed = Start("list:a,b;deliver:a;begin:b;crash");
-    EXPECT_EQ(crashed->Wait(), 3);
+    EXPECT_EQ(crashed->Wait(), 3) << crashed->Errors();
     EXPECT_THAT(crashed->Errors(),
                 HasSubstr(TestedProgram::IsForWindows()
                               ? "crashed (exception 0xC0000005, access violation)"
                               : "crashed (signal 11, "));
     EXPECT_THAT(crashed->Errors(), HasSubstr("missing: \"b\": ended after 10 of 100 bytes"));
     const auto left = Start("exit:0");
-    EXPECT_EQ(left->Wait(), 1);
+    EXPECT_EQ(left->Wait(), 1) << left->Errors();
     EXPECT_THAT(left->Errors(), HasSubstr("ended early, with code 0"));
 }
 
