@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 // What a terminal or console needs for a password.
 
 // Whether standard input is one.
@@ -20,6 +22,6 @@ public:
     int Next();
 
 private:
-    unsigned long m_modeBefore = 0;
-    bool m_active = false;
+    struct State;
+    std::unique_ptr<State> m_state;
 };

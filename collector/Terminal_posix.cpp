@@ -12,11 +12,13 @@ bool HasTerminal()
 }
 
 // The library hides each key as it reads it.
-HiddenKeys::HiddenKeys() : m_active(true) {}
+struct HiddenKeys::State {};
+
+HiddenKeys::HiddenKeys() = default;
 
 HiddenKeys::~HiddenKeys() = default;
 
 int HiddenKeys::Next()
 {
-    return m_active ? NORXVXA20::VXAOSDep::GetCharWithNoEcho() : -1;
+    return NORXVXA20::VXAOSDep::GetCharWithNoEcho();
 }

@@ -12,16 +12,23 @@ bool HasTerminal()
 }
 
 // The console's line input would show the keys, and take Ctrl-C for itself.
+struct HiddenKeys::State {
+    HANDLE input;
+    DWORD modeBefore;
+};
+
 HiddenKeys::HiddenKeys()
 {
     const HANDLE input = ::GetStdHandle(STD_INPUT_HANDLE);
-    m_active = ::GetConsoleMode(input, &m_modeBefore) != 0 && ::SetConsoleMode(input, 0) != 0;
+    DWORD mode = 0;
+    if (::GetConsoleMode(input, &mode) && ::SetConsoleMode(input, 0))
+        m_state.reset(new State{input, mode});
 }
 
 HiddenKeys::~HiddenKeys()
 {
-    if (m_active)
-        ::SetConsoleMode(::GetStdHandle(STD_INPUT_HANDLE), m_modeBefore);
+    if (m_state)
+        ::SetConsoleMode(m_state->input, m_state->modeBefore);
 }
 
 // As a byte of the encoding that the library's texts have.
@@ -29,8 +36,7 @@ int HiddenKeys::Next()
 {
     wchar_t key = 0;
     DWORD count = 0;
-    if (!m_active || !::ReadConsoleW(::GetStdHandle(STD_INPUT_HANDLE), &key, 1, &count, nullptr) ||
-        count == 0)
+    if (!m_state || !::ReadConsoleW(m_state->input, &key, 1, &count, nullptr) || count == 0)
         return -1;
     char byte = 0;
     ::WideCharToMultiByte(CP_ACP, 0, &key, 1, &byte, 1, nullptr, nullptr);
