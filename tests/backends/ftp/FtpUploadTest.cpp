@@ -245,7 +245,7 @@ TEST_F(FtpUploadTest, CommonServerTakesTheFile)
     EXPECT_EQ(Upload(vsftpd.At(""), file, "drop/r s.zip"), kTrue) << Log();
     EXPECT_TRUE(ContentsOf(vsftpd.Path("drop/r s.zip")) == contents);
     EXPECT_EQ(Upload(vsftpd.At(""), file, "drop/r s.zip"), 27) << "nothing is replaced there";
-    EXPECT_EQ(Upload(vsftpd.At(""), file, "r.zip"), 27);
+    EXPECT_EQ(Upload(vsftpd.At(""), file, "drop/denied.zip"), 27);
     EXPECT_EQ(Upload(vsftpd.At("somebody"), file, "drop/t.zip"), 27);
 }
 

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """usage: vsftpd_server.py ROOT PORTFILE PROGRAM
-Lets vsftpd serve ROOT to anonymous users on loopback, where only ROOT/drop can be written to, and nothing be
-replaced. It writes its port to PORTFILE when it listens, and ends with its parent, at the latest after ten minutes.
+Lets vsftpd serve ROOT to anonymous users on loopback, where ROOT/drop can be written to, nothing be replaced, and no
+file named denied... be made. It writes its port to PORTFILE when it listens, and ends with its parent, at the latest after ten minutes.
 """
 import os
 import pwd
@@ -29,6 +29,7 @@ ftp_username={user}
 run_as_launching_user={"NO" if is_root else "YES"}
 secure_chroot_dir={folder}/empty
 write_enable=YES
+deny_file=denied*
 xferlog_enable=NO
 """)
 
