@@ -25,10 +25,10 @@ kernel=$(apt-cache depends linux-image-amd64 2> /dev/null | sed -n 's/.*Depends:
 [ -n "$kernel" ] || { echo "virtual server: apt knows no linux-image-amd64" >&2; exit 1; }
 download "$kernel"
 download busybox-static
-mkdir "$fetched/root"
-dpkg-deb --fsys-tarfile "$fetched/$kernel"_*.deb | tar -x -C "$fetched/root" --wildcards './boot/vmlinuz-*' \
+mkdir "$fetched/tree"
+dpkg-deb --fsys-tarfile "$fetched/$kernel"_*.deb | tar -x -C "$fetched/tree" --wildcards './boot/vmlinuz-*' \
   './lib/modules/*/modules.*' '*/drivers/char/ipmi' '*/drivers/usb' '*/drivers/net/usb' '*/drivers/net/mii.ko' \
   '*/drivers/net/ethernet/realtek'
-dpkg-deb --fsys-tarfile "$fetched"/busybox-static_*.deb | tar -x -C "$fetched/root" ./bin/busybox
-mv "$fetched/root/boot"/vmlinuz-* "$fetched/root/vmlinuz"
-mv "$fetched/root" "$target"
+dpkg-deb --fsys-tarfile "$fetched"/busybox-static_*.deb | tar -x -C "$fetched/tree" ./bin/busybox
+mv "$fetched/tree/boot"/vmlinuz-* "$fetched/tree/vmlinuz"
+mv "$fetched/tree" "$target"

@@ -1,18 +1,13 @@
 #include "platform/qmmusblan/QmmUsbLan.h"
 #include "BuildValues.h"
 #include "osdep/DynamicLibrary.h"
-#include "tests/fakes/FakeLog.h"
-#include "usblan/TUsbLan.h"
 
 #include <gmock/gmock.h>
 
-#include <linux/capability.h>
 #include <net/if.h>
 #include <sched.h>
 #include <stdlib.h>
-#include <sys/syscall.h>
 #include <sys/utsname.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -100,7 +95,6 @@ protected:
             GTEST_SKIP() << "network namespaces are refused here";
         if (!sHasLinks)
             GTEST_SKIP() << "this kernel makes no virtual links here";
-        gLog.Reset();
         char folder[] = "/tmp/qmmusblan-test-XXXXXX";
         ASSERT_NE(::mkdtemp(folder), nullptr);
         m_root = folder;
@@ -191,18 +185,6 @@ protected:
                   "# Aliases\nalias usb:v0525pA4A3* elsewhere\n" + aliases);
     }
 
-    // Exchanges the names of the two interfaces, everywhere.
-    void SwapNames()
-    {
-        for (const char* rename : {"usb0 name usb9", "usb1 name usb0", "usb9 name usb1"})
-            Ip(std::string("link set ") + rename);
-        m_swapped = !m_swapped;
-        SetDriver(m_swapped ? "usb1" : "usb0", "cdc_ether");
-        SetDriver(m_swapped ? "usb0" : "usb1", "rndis_host");
-        Plug("1-1", m_swapped ? "usb1" : "usb0", "cdc_ether");
-        Plug("1-2", m_swapped ? "usb0" : "usb1", "rndis_host");
-    }
-
     static void Ip(const std::string& arguments) { ASSERT_TRUE(Shell("ip " + arguments)); }
 
     // Everything of an interface that can be changed; the queue's name changes by itself.
@@ -227,7 +209,6 @@ protected:
     fs::path m_sysfs;
     fs::path m_device;    // the one at port 1-1
     fs::path m_interface; // and its USB interface
-    bool m_swapped = false;
     void* m_library = nullptr;
 };
 
@@ -349,33 +330,6 @@ TEST_F(QmmUsbLanTest, MissingInterfacesAndRefusalsHaveTheirCodes)
         EXPECT_EQ(State(node), 4);
         EXPECT_EQ(BringUp(node), 171);
         EXPECT_EQ(TakeDown(node), 171);
-    }
-}
-
-TEST_F(QmmUsbLanTest, NodesStayThemselvesWhenNamesChangePlaces)
-{
-    Ip("link set usb0 address 02:aa:00:00:00:01");
-    Ip("link set usb1 address 02:aa:00:00:00:02");
-    for (const char* names : {"usb:1-1,usb:1-2", "02:AA:00:00:00:01,02:aa:00:00:00:02"}) {
-        SCOPED_TRACE(names);
-        Name(names);
-        const std::string before = Look("usb1");
-        EXPECT_EQ(BringUp(0), 0);
-        EXPECT_EQ(State(0), 1);
-        EXPECT_EQ(State(1), 2);
-        EXPECT_THAT(Look("usb0"), HasSubstr("inet " + Neighbour(2) + "/24 "));
-        EXPECT_EQ(Look("usb1"), before);
-        // Older kernels rename only interfaces that are down.
-        Ip("link set usb0 down");
-        SwapNames();
-        EXPECT_EQ(State(0), 2);
-        EXPECT_EQ(BringUp(0), 0);
-        EXPECT_THAT(Look("usb1"), HasSubstr("inet " + Neighbour(2) + "/24 "));
-        EXPECT_THAT(Look("usb0"), Not(HasSubstr("inet ")));
-        EXPECT_EQ(TakeDown(0), 0);
-        EXPECT_EQ(State(0), 2);
-        EXPECT_THAT(Look("usb1"), Not(HasSubstr("inet ")));
-        SwapNames();
     }
 }
 
@@ -536,48 +490,6 @@ TEST_F(QmmUsbLanTest, WhatWasAddedIsKnownAsLongAsTheProcessLives)
     ASSERT_NE(m_library, nullptr);
     EXPECT_EQ(TakeDown(0), 0);
     EXPECT_EQ(Look("usb0"), before);
-}
-
-TEST_F(QmmUsbLanTest, ChangeRefusedByTheKernelIsSaid)
-{
-    const pid_t child = ::fork();
-    ASSERT_NE(child, -1);
-    if (child == 0) {
-        // Without the right to change the network.
-        __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
-        const __user_cap_data_struct none[2] = {};
-        ::syscall(SYS_capset, &header, none);
-        ::_exit(State(0) == 2 && BringUp(0) == 177 && TakeDown(0) == 177 ? 0 : 1);
-    }
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(State(0), 2);
-}
-
-// The class on top: what was found is what is left, and a foreign interface stays as it is.
-TEST_F(QmmUsbLanTest, ClassLeavesTheMachineAsItFoundIt)
-{
-    Name("usb0,usb1,eth0");
-    Ip("link set usb1 up");
-    Ip("addr add " + Neighbour(9) + "/24 dev usb1");
-    const std::string before[] = {Look("usb0"), Look("usb1"), Look("eth0")};
-    TUsbLan* const keep = TUsbLan::getInstance();
-    for (const qmmSetType type : {qmmEnable, qmmDisable}) {
-        TUsbLan::m_instance = nullptr;
-        TUsbLan::getInstance()->sUsbLanType(type);
-        delete TUsbLan::m_instance;
-        EXPECT_EQ(State(0), type == qmmEnable ? 1 : 2);
-        EXPECT_EQ(State(1), type == qmmEnable ? 1 : 2);
-    }
-    delete keep;
-    TUsbLan::m_instance = nullptr;
-    EXPECT_EQ(Look("usb0"), before[0]);
-    EXPECT_EQ(State(1), 1);
-    EXPECT_EQ(Look("eth0"), before[2]);
-    EXPECT_TRUE(gLog.Holds("QMM LAN over USB (Node 2) Error occurs."));
-    EXPECT_TRUE(gLog.Holds("Unable to take down QMM LAN over USB interface since fail to change "
-                           "interface status"));
 }
 
 } // namespace
