@@ -13,7 +13,8 @@ seconds() {
   "$@" > /tmp/said 2>&1 || { cat /tmp/said >&2; exit 1; }
   cut -d' ' -f1 /proc/uptime | awk -v begin="$begin" '{ printf "%.2f\n", $1 - begin }'
 }
-median() { sort -n | awk '{ value[NR] = $1 } END { print value[int((NR + 1) / 2)] }'; }
+# nth NUMBER NAME: of the sorted values in /tmp/NAME, counted from 1.
+nth() { sort -n "/tmp/$2" | sed -n "$1p"; }
 
 by_library() { copy_bench "ffdcuser:$SP_PASSWORD@$location" /tmp/copied $(cat /tmp/names); }
 by_client() {
@@ -38,9 +39,14 @@ compare() {
       rm -r /tmp/copied
     done
   done
+  paste /tmp/library /tmp/client | awk '{ printf "%.3f\n", $1 / $2 }' > /tmp/ratio
+  middle=$(((ROUNDS + 1) / 2))
+  echo "$1 x $2 bytes, goal $3:"
   # Of the rounds' ratios, because what else the host does changes from round to round.
-  ratio=$(paste /tmp/library /tmp/client | awk '{ printf "%.3f\n", $1 / $2 }' | median)
-  echo "$1 x $2 bytes: library $(median < /tmp/library) s, sftp -b $(median < /tmp/client) s, ratio $ratio (goal $3)"
+  echo "  median: library $(nth $middle library) s, sftp -b $(nth $middle client) s, ratio $(nth $middle ratio)"
+  # What it does least to.
+  echo "$(nth 1 library) $(nth 1 client)" |
+    awk '{ printf "  shortest: library %s s, sftp -b %s s, ratio %.3f\n", $1, $2, $1 / $2 }'
 }
 
 # peak BYTES: the collector's, in KiB, its two processes' greater one.
