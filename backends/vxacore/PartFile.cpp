@@ -25,7 +25,9 @@ bool PartFile::Begin()
     m_file.reset(CreateNewFile(m_partPath));
     if (!m_file)
         return Fail("cannot be created here");
-    std::setvbuf(m_file.get(), nullptr, _IOFBF, kBufferSize);
+    // Given no memory, glibc keeps its own of 4 KiB, whatever size is asked for.
+    m_buffer.resize(kBufferSize);
+    std::setvbuf(m_file.get(), m_buffer.data(), _IOFBF, m_buffer.size());
     return true;
 }
 

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace NORXVXA20 {
 
@@ -39,6 +40,7 @@ private:
 
     std::string m_finalPath;
     std::string m_partPath;
+    std::vector<char> m_buffer; // m_file's, so it goes after it
     std::unique_ptr<std::FILE, Closer> m_file;
     FileDigest m_hash;
     std::int64_t m_size = 0;
