@@ -68,6 +68,11 @@ std::optional<Halves> SplitLocation(const std::string& location)
 
 } // namespace
 
+AddrResolver::AddrResolver() = default;
+AddrResolver::~AddrResolver() = default;
+AddrResolver::AddrResolver(const AddrResolver& other) = default;
+AddrResolver& AddrResolver::operator=(const AddrResolver& other) = default;
+
 void AddrResolver::Parse(const std::string address)
 {
     m_host.clear();

@@ -13,6 +13,12 @@
 // A new one has the user "root", port 0, and no host and no password.
 class UTILS_API AddrResolver {
 public:
+    AddrResolver();
+    ~AddrResolver();
+    // Copied with all its parts:
+    AddrResolver(const AddrResolver& other);
+    AddrResolver& operator=(const AddrResolver& other);
+
     // Splits leniently at the first "@" and strips the blanks around each part. Without "@" the
     // whole address is the host, blanks included. Everything is accepted, and what the address does
     // not hold becomes empty, the user too.
