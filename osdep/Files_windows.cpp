@@ -36,10 +36,10 @@ std::int32_t ToInteger(HANDLE handle)
 }
 
 // The shell takes the path unquoted: these bytes would split it into several paths, expand in it,
-// or begin another command.
+// or begin another command or a switch.
 bool IsOneShellWord(const std::string& path)
 {
-    return path.find_first_of(" \t\r\n&|<>^%\",;=") == std::string::npos;
+    return path.find_first_of(" \t\v\f\r\n&|<>^%\",;=/") == std::string::npos;
 }
 
 } // namespace

@@ -25,7 +25,8 @@ public:
     // Creates the last component of path only.
     UTILS_API static void CreateDir(const std::string& path);
     // Removes a directory and everything below it without asking. On Windows this is a shell
-    // command: a path that the shell would not take as one word is refused and nothing removed.
+    // command: a path that the shell would not take as one word, as with a blank or a slash in it,
+    // is refused and nothing removed.
     UTILS_API static void RemoveDir(const std::string& path);
 
     // The bare name of the first entry of directory, in the file system's order, that ends in

@@ -56,6 +56,7 @@ TEST_F(FilesWindowsTest, RemoveDirRefusesWhatTheShellWouldNotTakeAsOnePath)
         m_directory.Path() + "<x>",
         two + "," + other,
         two + ";" + other,
+        m_directory.Path() + "/two",
     };
     for (const std::string& path : paths) {
         SCOPED_TRACE(path);
