@@ -13,6 +13,7 @@ UTILS_API int NetworkAvailable(const char* host, std::string& address);
 
 // Restarts the network service and runs the DHCP client: once for the whole machine, or with scan
 // for one interface after the other of those that have a link, until the upload server is reachable
-// (address as above). False when a command's shell cannot be run or no interface has a link; true
-// says only that recycling ran to its end. Throws as above, also for a missing hwinfo.
+// (address as above). False when a command's shell cannot be run (for the client of one interface
+// that is only logged) or no interface has a link; true says only that recycling ran to its end.
+// Throws as above, also for a missing hwinfo.
 UTILS_API bool RecycleNetwork(std::string& address, bool scan);

@@ -8,7 +8,7 @@ set(allowed_net common osdep platform)
 set(allowed_usblan common osdep platform)
 set(allowed_ffdc common osdep platform)
 set(allowed_platform)
-# The backends take three headers of osdep/ by name, the chassis namespace also the XML reader.
+# The backends take these headers of osdep/ by name, the chassis namespace also the XML reader.
 set(allowed_backends platform common)
 set(backends_headers osdep/DynamicLibrary.h osdep/UniqueHandle.h osdep/FileDescriptor.h osdep/Process.h)
 
