@@ -3,8 +3,6 @@
 #include "xml/ParseRun.h"
 #include "xml/Scan.h"
 
-#include <cstring>
-
 namespace NORXVXA20 {
 
 using namespace xmlscan;
