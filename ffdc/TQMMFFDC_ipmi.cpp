@@ -6,7 +6,6 @@
 #include "platform/spdriver/SPLibrary.h"
 
 #include <array>
-#include <optional>
 
 using NORXVXA20::SPLibrary;
 
@@ -37,47 +36,49 @@ Frame Request(unsigned char command)
     return frame;
 }
 
-std::optional<Frame> Fail(const std::string& operation, const std::string& what)
+bool Fail(const std::string& operation, const std::string& what)
 {
     DebugLog("TQMMFFDC::" + operation + "(): " + what);
-    return std::nullopt;
+    return false;
 }
 
-// One exchange with its entry line; the answer, or nothing after the failure has been logged.
-std::optional<Frame> Exchange(const std::string& operation, unsigned char command)
+// One exchange with its entry line; frame gets the answer. False after the failure has been logged.
+bool Exchange(const std::string& operation, unsigned char command, Frame& frame)
 {
     DebugLog("Entering TQMMFFDC::" + operation + "().");
-    Frame frame = Request(command);
+    frame = Request(command);
     int length = static_cast<int>(frame.size());
     SPLibrary* driver = SPLibrary::GetSplibraryInstance(0);
     if (driver == nullptr)
         return Fail(operation, "Error loading SPLibrary.");
     if (!driver->sendIPMICommand(frame.data(), &length, static_cast<int>(frame.size()), true))
         return Fail(operation, "Error sending IPMI command.");
-    if (frame[kCompletionCode] != 0)
-        return Fail(operation, "Error sending IPMI command #2.");
-    return frame;
+    return frame[kCompletionCode] == 0 || Fail(operation, "Error sending IPMI command #2.");
 }
 
-// A length-prefixed string of the answer; position moves behind it. Nothing when it runs past the
-// end.
-std::optional<std::string> ReadString(const Frame& answer, std::size_t& position)
+// Reads the two length-prefixed strings of the answer. False, with both arguments untouched, when
+// they run past its end.
+bool ReadCredential(const Frame& answer, std::string& user, std::string& password)
 {
-    if (position >= answer.size())
-        return std::nullopt;
-    const std::size_t length = answer[position];
-    const std::size_t begin = position + 1;
-    if (length > answer.size() - begin)
-        return std::nullopt;
-    position = begin + length;
-    return std::string(answer.begin() + begin, answer.begin() + position);
+    const std::size_t userBegin = kData + 1;
+    const std::size_t userEnd = userBegin + answer[kData];
+    if (userEnd >= answer.size())
+        return false;
+    const std::size_t passwordBegin = userEnd + 1;
+    const std::size_t passwordEnd = passwordBegin + answer[userEnd];
+    if (passwordEnd > answer.size())
+        return false;
+    user.assign(answer.begin() + userBegin, answer.begin() + userEnd);
+    password.assign(answer.begin() + passwordBegin, answer.begin() + passwordEnd);
+    return true;
 }
 
 } // namespace
 
 bool TQMMFFDC::CollectFiles()
 {
-    if (!Exchange("CollectFiles", kStartCollection))
+    Frame answer;
+    if (!Exchange("CollectFiles", kStartCollection, answer))
         return false;
     DebugLog("Exiting TQMMFFDC::CollectFiles().");
     return true;
@@ -85,30 +86,22 @@ bool TQMMFFDC::CollectFiles()
 
 int TQMMFFDC::IsCollectionFinished()
 {
-    const std::optional<Frame> answer = Exchange("IsCollectionFinished", kQueryCollection);
-    if (!answer)
+    Frame answer;
+    if (!Exchange("IsCollectionFinished", kQueryCollection, answer))
         return -1;
     DebugLog("Exiting TQMMFFDC::IsCollectionFinished().");
-    return (*answer)[kData] == 1 ? 1 : 0;
+    return answer[kData] == 1 ? 1 : 0;
 }
 
 bool TQMMFFDC::GetCredential(std::string& user, std::string& password)
 {
-    std::optional<Frame> answer = Exchange("GetCredential", kGetCredential);
-    if (!answer)
+    Frame answer;
+    if (!Exchange("GetCredential", kGetCredential, answer))
         return false;
-    std::size_t position = kData;
-    std::optional<std::string> newUser = ReadString(*answer, position);
-    std::optional<std::string> newPassword;
-    if (newUser)
-        newPassword = ReadString(*answer, position);
-    WipeBytes(answer->data(), answer->size());
-    if (!newPassword) {
-        DebugLog("TQMMFFDC::GetCredential(): Error reading credential beyond the IPMI answer.");
-        return false;
-    }
-    user.swap(*newUser);
-    password.swap(*newPassword);
+    const bool isWhole = ReadCredential(answer, user, password);
+    WipeBytes(answer.data(), answer.size());
+    if (!isWhole)
+        return Fail("GetCredential", "Error reading credential beyond the IPMI answer.");
     DebugLog("Exiting TQMMFFDC::GetCredential().");
     return true;
 }
