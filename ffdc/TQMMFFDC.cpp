@@ -61,6 +61,32 @@ TQMMFFDC& TQMMFFDC::operator=(const TQMMFFDC& other) = default;
 // Deliberate: libcurl is neither cleaned up nor unloaded here; copies share its handles.
 TQMMFFDC::~TQMMFFDC() = default;
 
+// Polls until the service processor is ready, a dot a poll. False when it does not get so far.
+bool TQMMFFDC::WaitForCollection()
+{
+    std::cout << "In progress";
+    for (int elapsed = 0;; elapsed += kPollSeconds) {
+        std::cout << "." << std::flush;
+        TOSSpecific::USleep(kPollSeconds * 1000);
+        const int finished = IsCollectionFinished();
+        if (finished == -1) {
+            // Deliberate: the dots get no line end.
+            DebugLog("TQMMFFDC::Capture(): Error invoking IsCollectionFinished().");
+            return false;
+        }
+        // Deliberate: the limit is tested before the answer, which no longer counts then.
+        if (elapsed >= cs_iTimeout) {
+            std::cout << "\n";
+            EchoMsg("\nTimeout getting QMM FFDC, please try to run VXA again to fix the problem.");
+            return false;
+        }
+        if (finished != 0) {
+            std::cout << "\n";
+            return true;
+        }
+    }
+}
+
 bool TQMMFFDC::Capture()
 {
     DebugLog("Entering TQMMFFDC::Capture().");
@@ -69,30 +95,8 @@ bool TQMMFFDC::Capture()
         EchoMsg("Failed collecting QMM FFDC data.");
         return false;
     }
-
-    std::cout << "In progress";
-    bool timedOut = false;
-    for (int elapsed = 0;; elapsed += kPollSeconds) {
-        std::cout << "." << std::flush;
-        TOSSpecific::USleep(kPollSeconds * 1000);
-        const int finished = IsCollectionFinished();
-        if (finished == -1) {
-            DebugLog("TQMMFFDC::Capture(): Error invoking IsCollectionFinished().");
-            return false;
-        }
-        // Deliberate: the limit is tested before the answer, which no longer counts then.
-        if (elapsed >= cs_iTimeout) {
-            timedOut = true;
-            break;
-        }
-        if (finished != 0)
-            break;
-    }
-    std::cout << "\n";
-    if (timedOut) {
-        EchoMsg("\nTimeout getting QMM FFDC, please try to run VXA again to fix the problem.");
+    if (!WaitForCollection())
         return false;
-    }
 
     std::string user;
     std::string password;

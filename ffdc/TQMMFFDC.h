@@ -32,6 +32,7 @@ public:
 private:
     bool CollectFiles();
     int IsCollectionFinished();
+    bool WaitForCollection();
     bool GetCredential(std::string& user, std::string& password);
 
     bool InitCurl();
