@@ -35,7 +35,8 @@ public:
     // The loose files are removed after a false result too; after an exception they stay.
     UTILS_API bool RunFFDCCollection(std::string& zipPath);
 
-    // Why the last run failed; empty after a first run that did not.
+    // Why the last run failed. Empty after a first run that did not, or whose packer could not be
+    // run.
     UTILS_API std::string GetRetMessage();
 
 private:

@@ -134,6 +134,7 @@ bool TUsbLan::QmmUsbLanLoad()
     return false;
 }
 
+// Deliberate: nothing calls it; only restoreUsbLan unloads, by itself.
 void TUsbLan::QmmUsbLanUnload()
 {
     if (m_library != nullptr)
