@@ -1,6 +1,7 @@
 #include "backends/qmmusblan/Settings.h"
 
 #include "BuildValues.h"
+#include "common/Trim.h"
 
 #include <arpa/inet.h>
 
@@ -20,14 +21,6 @@ std::string Variable(const char* name)
 {
     const char* const value = ::secure_getenv(name);
     return value != nullptr ? value : "";
-}
-
-std::string Trimmed(const std::string& text)
-{
-    const std::size_t first = text.find_first_not_of(" \t");
-    if (first == std::string::npos)
-        return {};
-    return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
 // The service processor's end of the link.
