@@ -25,12 +25,8 @@ enum Code : int {
     kCouldNotResolveHost = 6,
     kCouldNotConnect = 7,
     kRemoteAccessDenied = 9,
-    kFtpWeirdPassReply = 11,
-    kPartialFile = 18,
     kHttpReturnedError = 22,
     kUploadFailed = 25,
-    kWriteError = 23,
-    kOutOfMemory = 27,
     kOperationTimedOut = 28,
     kBadDownloadResume = 36,
     kAbortedByCallback = 42,
@@ -40,9 +36,7 @@ enum Code : int {
     kReceiveError = 56,
     kPeerFailedVerification = 60,
     kLoginDenied = 67,
-    kRemoteDiskFull = 70,
     kRemoteFileNotFound = 78,
-    kSsh = 79,
 };
 
 constexpr long kGlobalAll = 3; // CURL_GLOBAL_ALL
