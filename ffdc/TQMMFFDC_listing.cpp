@@ -17,18 +17,18 @@ namespace {
 
 // libcurl hands over either a whole entry or the name and then its line end alone. True while the
 // last block's text did not end in a line end; the transfer's user data is taken by the names.
-thread_local bool entryIsOpen = false;
+thread_local bool gEntryIsOpen = false;
 
 // Collects the names of a listing; libcurl's write callback.
 std::size_t AppendName(char* data, std::size_t size, std::size_t count, void* userdata)
 {
     std::string text(data, ::strnlen(data, size * count));
     const bool isLineEnd = text == "\n" || text == "\r\n";
-    if (isLineEnd && entryIsOpen) {
-        entryIsOpen = false;
+    if (isLineEnd && gEntryIsOpen) {
+        gEntryIsOpen = false;
         return count;
     }
-    entryIsOpen = text.empty() || text.back() != '\n';
+    gEntryIsOpen = text.empty() || text.back() != '\n';
     // Deliberate: the dot is looked for before blanks are stripped.
     if (text.compare(0, 1, ".") == 0)
         return count;
@@ -72,7 +72,7 @@ bool List(void* library, void* easy, const char* url, std::vector<std::string>& 
         return Fail("GetFileNames", "Error setting libcurl CURLOPT_WRITEFUNCTION.");
     if (setopt(easy, curl::kWriteData, &names) != curl::kOk)
         return Fail("GetFileNames", "Error setting libcurl CURLOPT_WRITEDATA.");
-    entryIsOpen = false;
+    gEntryIsOpen = false;
     if (perform(easy) != curl::kOk)
         return Fail("GetFileNames", "Error invoking libcurl fn_curl_easy_perform.");
     return true;
