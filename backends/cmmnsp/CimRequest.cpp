@@ -2,6 +2,7 @@
 
 #include "backends/cmmnsp/CimFailure.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace NORXVXA20 {
