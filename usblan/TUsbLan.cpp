@@ -6,8 +6,6 @@
 #include <iostream>
 #include <string>
 
-using namespace qmmusblan;
-
 TUsbLan* TUsbLan::m_instance = nullptr;
 
 namespace {
@@ -19,25 +17,26 @@ struct CodeText {
 };
 
 constexpr CodeText kStateTexts[] = {
-    {kEnabled, "is enable."},
-    {kDisabled, "is disable."},
-    {kEnabledUnacceptable, "is enable, but IP configuration is assumed to be unacceptable."},
-    {kDriverNotLoaded, "driver unloaded."},
-    {kError, "Error occurs."},
+    {qmmusblan::kEnabled, "is enable."},
+    {qmmusblan::kDisabled, "is disable."},
+    {qmmusblan::kEnabledUnacceptable,
+     "is enable, but IP configuration is assumed to be unacceptable."},
+    {qmmusblan::kDriverNotLoaded, "driver unloaded."},
+    {qmmusblan::kError, "Error occurs."},
 };
 
 constexpr CodeText kBringUpReasons[] = {
-    {kNoHardware, "hardWare not detected"},
-    {kDriverNotInstalled, "fail to install driver"},
-    {kNoSuchNode, "node index is out of range"},
-    {kNotChanged, "fail to change interface status"},
+    {qmmusblan::kNoHardware, "hardWare not detected"},
+    {qmmusblan::kDriverNotInstalled, "fail to install driver"},
+    {qmmusblan::kNoSuchNode, "node index is out of range"},
+    {qmmusblan::kNotChanged, "fail to change interface status"},
 };
 
 // Deliberate: a driver that cannot be installed is explained for bringing up only.
 constexpr CodeText kTakeDownReasons[] = {
-    {kNoHardware, "hardWare not detected"},
-    {kNoSuchNode, "node index is out of range"},
-    {kNotChanged, "fail to change interface status"},
+    {qmmusblan::kNoHardware, "hardWare not detected"},
+    {qmmusblan::kNoSuchNode, "node index is out of range"},
+    {qmmusblan::kNotChanged, "fail to change interface status"},
 };
 
 // The text of a code; empty when the table has none.
@@ -53,7 +52,7 @@ std::string TextOf(const CodeText (&table)[count], std::int32_t code)
 
 std::string TakeUpMessage(std::int32_t result)
 {
-    if (result == kOk)
+    if (result == qmmusblan::kOk)
         return "QMM LAN over USB interface is taken up successfully.";
     return "Unable to take up QMM LAN over USB interface since " + TextOf(kBringUpReasons, result) +
            ".";
@@ -62,7 +61,7 @@ std::string TakeUpMessage(std::int32_t result)
 // Without the full stop that ends a failure everywhere but in restoreUsbLan.
 std::string TakeDownMessage(std::int32_t result)
 {
-    if (result == kOk)
+    if (result == qmmusblan::kOk)
         return "QMM LAN over USB interface is taken down successfully.";
     return "Unable to take down QMM LAN over USB interface since " +
            TextOf(kTakeDownReasons, result);
@@ -114,13 +113,13 @@ void TUsbLan::initUsbLan()
 
 bool TUsbLan::QmmUsbLanLoad()
 {
-    m_library = LoadDynamicLibrary(kLibraryName);
+    m_library = LoadDynamicLibrary(qmmusblan::kLibraryName);
     if (m_library == nullptr)
         return false;
-    m_query = FindLibraryFunction<NodeFunction>(m_library, "QueryQmmLanState");
-    m_disable = FindLibraryFunction<NodeFunction>(m_library, "DisableQmmLan");
-    m_bringUp = FindLibraryFunction<NodeFunction>(m_library, "BringupQmmLan");
-    m_getNodes = FindLibraryFunction<GetNodes>(m_library, "GetNodes");
+    m_query = FindLibraryFunction<qmmusblan::NodeFunction>(m_library, "QueryQmmLanState");
+    m_disable = FindLibraryFunction<qmmusblan::NodeFunction>(m_library, "DisableQmmLan");
+    m_bringUp = FindLibraryFunction<qmmusblan::NodeFunction>(m_library, "BringupQmmLan");
+    m_getNodes = FindLibraryFunction<qmmusblan::GetNodes>(m_library, "GetNodes");
     const char* missing = m_query == nullptr      ? "QueryQmmLanState"
                           : m_disable == nullptr  ? "DisableQmmLan"
                           : m_bringUp == nullptr  ? "BringupQmmLan"
@@ -128,7 +127,8 @@ bool TUsbLan::QmmUsbLanLoad()
                                                   : nullptr;
     if (missing == nullptr)
         return true;
-    DebugLog(std::string("TUsbLan::QmmUsbLanLoad ERROR: ") + kLibraryName + " has no " + missing);
+    DebugLog(std::string("TUsbLan::QmmUsbLanLoad ERROR: ") + qmmusblan::kLibraryName + " has no " +
+             missing);
     UnloadDynamicLibrary(m_library);
     m_library = nullptr;
     return false;
@@ -165,7 +165,7 @@ void TUsbLan::enableUsbLan()
         const std::int32_t state = m_query(node);
         printMsg(node, state);
         // Deliberate: an interface in the error state counts as up.
-        if (state == kEnabled || state == kError) {
+        if (state == qmmusblan::kEnabled || state == qmmusblan::kError) {
             DebugLog("QMM LAN over USB interface for node " + std::to_string(node) +
                      " was already enable, no action needed.");
             continue;
@@ -184,7 +184,7 @@ void TUsbLan::disableUsbLan()
         const std::int32_t state = m_query(node);
         printMsg(node, state);
         // Deliberate: an interface in the error state counts as down, too.
-        if (state == kDisabled || state == kError) {
+        if (state == qmmusblan::kDisabled || state == qmmusblan::kError) {
             DebugLog("QMM LAN over USB interface for node " + std::to_string(node) +
                      " was already disable, no action needed.");
             continue;
@@ -192,7 +192,7 @@ void TUsbLan::disableUsbLan()
         DebugLog("Starting to take down QMM LAN over USB interface for node " +
                  std::to_string(node) + " ...");
         const std::int32_t result = m_disable(node);
-        DebugLog(TakeDownMessage(result) + (result != kOk ? "." : ""));
+        DebugLog(TakeDownMessage(result) + (result != qmmusblan::kOk ? "." : ""));
     }
     DebugLog("Exiting TUsbLan::disableUsbLan");
 }
@@ -205,11 +205,11 @@ void TUsbLan::restoreUsbLan()
         const std::int32_t initial = m_initialStates[node];
         const std::int32_t state = m_query(node);
         printMsg(node, state);
-        if (initial == kEnabled && state != kEnabled) {
+        if (initial == qmmusblan::kEnabled && state != qmmusblan::kEnabled) {
             DebugLog("Starting to take up QMM LAN over USB interface for node " +
                      std::to_string(node) + " ...");
             message = TakeUpMessage(m_bringUp(node));
-        } else if (initial != kEnabled && state != kDisabled) {
+        } else if (initial != qmmusblan::kEnabled && state != qmmusblan::kDisabled) {
             // Deliberate: no blank before these dots, and no full stop after a failure's reason.
             DebugLog("Starting to take down QMM LAN over USB interface for node " +
                      std::to_string(node) + "...");

@@ -8,7 +8,12 @@
 
 namespace NORXVXA20 {
 
-using namespace xmlscan;
+using xmlscan::Is;
+using xmlscan::kNameStart;
+using xmlscan::Next;
+using xmlscan::SameBytes;
+using xmlscan::SkipBlanks;
+using xmlscan::SkipNameBytes;
 
 // Ends an element's name for the time of a handler call, also when the handler throws.
 class ParseRun::NameEnd {

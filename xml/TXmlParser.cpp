@@ -5,7 +5,12 @@
 
 namespace NORXVXA20 {
 
-using namespace xmlscan;
+using xmlscan::Is;
+using xmlscan::kNameStart;
+using xmlscan::MovePast;
+using xmlscan::Next;
+using xmlscan::SkipBlanks;
+using xmlscan::SkipNameBytes;
 
 namespace {
 

@@ -6,7 +6,17 @@
 
 namespace NORXVXA20 {
 
-using namespace xmlscan;
+using xmlscan::FindValueStop;
+using xmlscan::Is;
+using xmlscan::kBlank;
+using xmlscan::kNameStart;
+using xmlscan::kWordSize;
+using xmlscan::Lower;
+using xmlscan::LowerInWord;
+using xmlscan::Next;
+using xmlscan::ReadReference;
+using xmlscan::SkipBlanks;
+using xmlscan::SkipNameBytes;
 
 namespace {
 

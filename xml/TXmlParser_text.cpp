@@ -4,7 +4,11 @@
 
 namespace NORXVXA20 {
 
-using namespace xmlscan;
+using xmlscan::FindTextEnd;
+using xmlscan::Lower;
+using xmlscan::Next;
+using xmlscan::ReadReference;
+using xmlscan::Reference;
 
 namespace {
 

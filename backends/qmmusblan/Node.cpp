@@ -10,7 +10,17 @@
 #include <thread>
 #include <utility>
 
-using namespace qmmusblan;
+using qmmusblan::kDisabled;
+using qmmusblan::kDriverNotInstalled;
+using qmmusblan::kDriverNotLoaded;
+using qmmusblan::kEnabled;
+using qmmusblan::kEnabledUnacceptable;
+using qmmusblan::kError;
+using qmmusblan::kNoHardware;
+using qmmusblan::kNotChanged;
+using qmmusblan::kOk;
+using qmmusblan::Result;
+using qmmusblan::State;
 
 namespace {
 

@@ -9,7 +9,8 @@
 
 #include <optional>
 
-using namespace qmmusblan;
+using qmmusblan::kError;
+using qmmusblan::kNoSuchNode;
 
 namespace {
 

@@ -17,7 +17,11 @@
 #include <string>
 #include <vector>
 
-using namespace NORXVXA20;
+using NORXVXA20::EndTransfers;
+using NORXVXA20::ITransferListener;
+using NORXVXA20::SetTransferListener;
+using NORXVXA20::TOSSpecific;
+using NORXVXA20::TransferredFile;
 namespace fs = std::filesystem;
 
 namespace {
