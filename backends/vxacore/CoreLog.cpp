@@ -66,8 +66,13 @@ void InstallFromEnvironment()
     const char* const path = std::getenv("VXA_LOG_FILE");
     if (path == nullptr || *path == '\0' || Installed())
         return;
+    OpenCoreLog(path);
+}
+
+int LevelFromEnvironment()
+{
     const char* const level = std::getenv("VXA_LOG_LEVEL");
-    OpenCoreLog(path, level != nullptr && *level != '\0' ? std::atoi(level) : 3);
+    return level != nullptr && *level != '\0' ? std::atoi(level) : 3;
 }
 
 } // namespace
@@ -75,7 +80,8 @@ void InstallFromEnvironment()
 bool OpenCoreLog(const std::string& path, int level)
 {
     try {
-        Installed() = std::make_unique<FileLogger>(path, level);
+        Installed() =
+            std::make_unique<FileLogger>(path, level >= 0 ? level : LevelFromEnvironment());
         return true;
     } catch (const std::exception&) {
         return false;
