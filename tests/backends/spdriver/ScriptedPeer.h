@@ -1,10 +1,7 @@
 #pragma once
 
-#include "backends/spdriver/SocketSystem.h"
-#include "backends/spdriver/Sockets.h"
+#include "tests/backends/LoopbackListener.h"
 
-#include <stdexcept>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -17,30 +14,12 @@ public:
         bool hold = false;      // stay connected until the client leaves
     };
 
-    explicit ScriptedPeer(std::vector<Connection> script)
-    {
-        StartSockets();
-        m_listener.reset(static_cast<SocketTraits::Handle>(::socket(AF_INET, SOCK_STREAM, 0)));
-        const auto listener = static_cast<NativeSocket>(m_listener.get());
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        if (::bind(listener, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
-            ::listen(listener, 5) != 0 ||
-            ::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size) != 0)
-            throw std::runtime_error("no listening socket");
-        m_address = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
-        m_thread = std::thread([this, script = std::move(script)] { Serve(script); });
-    }
-    ~ScriptedPeer()
-    {
-        if (m_thread.joinable())
-            m_thread.join();
-    }
+    explicit ScriptedPeer(const std::vector<Connection>& script)
+        : m_thread([this, script] { Serve(script); })
+    {}
+    ~ScriptedPeer() { Received(); }
 
-    // "127.0.0.1:port"
-    const std::string& Address() const { return m_address; }
+    std::string Address() const { return "127.0.0.1:" + m_listener.Port(); }
     // What each connection brought; waits for the end of the script.
     const std::vector<std::string>& Received()
     {
@@ -70,12 +49,10 @@ private:
 
     void Serve(const std::vector<Connection>& script)
     {
-        const auto listener = static_cast<NativeSocket>(m_listener.get());
         for (const Connection& connection : script) {
-            if (!Wait(listener, WaitUntil::kReadable, Soon()))
-                return;
+            Wait(m_listener.Native(), WaitUntil::kReadable, Soon());
             const Socket client(
-                static_cast<SocketTraits::Handle>(::accept(listener, nullptr, nullptr)));
+                static_cast<SocketTraits::Handle>(::accept(m_listener.Native(), nullptr, nullptr)));
             if (!client || !MakeNonBlocking(static_cast<NativeSocket>(client.get())))
                 return;
             SendAll(client, connection.greeting, Soon());
@@ -90,24 +67,7 @@ private:
         }
     }
 
-    Socket m_listener;
-    std::string m_address;
+    LoopbackListener m_listener;
     std::vector<std::string> m_received;
-    std::thread m_thread;
+    std::thread m_thread; // begins when the rest is there
 };
-
-// A message as the simulator sends it: the checksum and the mark are added, marks escaped.
-inline std::string VmMessage(const std::string& bytes)
-{
-    unsigned sum = 0;
-    for (const char byte : bytes)
-        sum += static_cast<unsigned char>(byte);
-    std::string line;
-    for (const char byte : bytes + static_cast<char>(-sum)) {
-        const bool mark = byte == '\xA0' || byte == '\xA1' || byte == '\xAA';
-        if (mark)
-            line += '\xAA';
-        line += mark ? static_cast<char>(byte | 0x10) : byte;
-    }
-    return line + '\xA0';
-}

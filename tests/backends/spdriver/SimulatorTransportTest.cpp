@@ -1,6 +1,7 @@
 #include "backends/spdriver/SimulatorTransport.h"
 
 #include "backends/spdriver/Availability.h"
+#include "backends/spdriver/VmCodec.h"
 #include "platform/spdriver/SPLibrary.h"
 #include "tests/backends/spdriver/ScriptedPeer.h"
 #include "tests/fakes/FakeLog.h"
@@ -24,34 +25,38 @@ const unsigned char kData[] = {1};
 const Request kRequest{0x3A, 0, 0x79, kData, 1};
 const std::string kWireRequest = "\x01\xE8\x79\x01\x9D\xA0"s;
 
+// An answer, which the simulator puts on the wire as it gets a request.
+std::string Wire(const std::string& codeAndData, unsigned char function = 0x3B,
+                 unsigned char command = 0x79)
+{
+    return EncodeVmRequest({function, 0, command,
+                            reinterpret_cast<const unsigned char*>(codeAndData.data()),
+                            codeAndData.size()});
+}
+
 SimulatorTransport Transport(const ScriptedPeer& peer,
                              std::chrono::milliseconds exchange = kExchangeLimit)
 {
     return SimulatorTransport(peer.Address(), {20s, exchange});
 }
 
-std::string Data(const Answer& answer)
-{
-    return std::string(answer.data.begin(), answer.data.begin() + answer.length);
-}
-
 TEST(SimulatorTransportTest, TheAnswerIsFoundAmongWhatElseTheSimulatorSends)
 {
-    const std::string other = VmMessage("\x02\xEC\x79\x00wrong sequence"s) +
-                              VmMessage("\x01\xE8\x79\x00wrong function"s) +
-                              VmMessage("\x01\xEC\x49\x00wrong command"s) + "\x05\xA1"s;
-    ScriptedPeer peer(
-        {{kGreeting, other + VmMessage("\x01\xEC\x79\x00 \xA0\xA1\xAA\xBA."s), true}});
+    const std::string other = "\x02\xEC\x79\x00\x99\xA0"s + // another sequence number
+                              Wire("\x00wrong function"s, 0x3A) +
+                              Wire("\x00wrong command"s, 0x3B, 0x49) + "\x05\xA1"s;
+    ScriptedPeer peer({{kGreeting, other + Wire("\x00 \xA0\xA1\xAA\xBA."s), true}});
     Answer answer;
     EXPECT_EQ(Transport(peer).Exchange(kRequest, answer), "");
     EXPECT_EQ(answer.completionCode, 0);
-    EXPECT_EQ(Data(answer), " \xA0\xA1\xAA\xBA."s);
+    EXPECT_EQ(std::string(answer.data.begin(), answer.data.begin() + answer.length),
+              " \xA0\xA1\xAA\xBA."s);
     EXPECT_THAT(peer.Received(), ElementsAre(kWireRequest));
 }
 
 TEST(SimulatorTransportTest, ARequestThatFailsAfterItWasSentIsNotRepeated)
 {
-    std::string damaged = VmMessage("\x01\xEC\x79\x00x"s);
+    std::string damaged = Wire("\x00x"s);
     damaged[4] ^= 1;
     const struct {
         std::string reply;
@@ -61,7 +66,7 @@ TEST(SimulatorTransportTest, ARequestThatFailsAfterItWasSentIsNotRepeated)
     } cases[] = {
         {damaged, true, 30s, "damaged answer"},
         {"\x01\x02\xA0"s, true, 30s, "damaged answer"},
-        {VmMessage("\x01\xEC\x79"s + std::string(2000, 'x')), true, 30s, "damaged answer"},
+        {Wire(std::string(2000, 'x')), true, 30s, "damaged answer"},
         {"\x01\xEC\x79\x00x"s, false, 30s, "connection closed before the answer"},
         {"\x01\xEC\x79\x00x"s, true, 500ms, "no answer in time"},
     };
@@ -78,7 +83,7 @@ TEST(SimulatorTransportTest, ARequestThatFailsAfterItWasSentIsNotRepeated)
 
 TEST(SimulatorTransportTest, ABusySimulatorIsTriedAgainBeforeAnythingIsSent)
 {
-    ScriptedPeer peer({{""}, {"\xFF"}, {kGreeting, VmMessage("\x01\xEC\x79\xC1"s), true}});
+    ScriptedPeer peer({{""}, {"\xFF"}, {kGreeting, Wire("\xC1"), true}});
     Answer answer;
     EXPECT_EQ(Transport(peer).Exchange(kRequest, answer), "");
     EXPECT_EQ(answer.completionCode, 0xC1);
@@ -90,24 +95,17 @@ TEST(SimulatorTransportTest, AnUnreachableSimulatorIsSaidInOneLine)
     ScriptedPeer mute({{"", "", true}});
     EXPECT_EQ(SimulatorTransport(mute.Address(), {300ms, 30s}).Unavailable(),
               "the IPMI simulator at " + mute.Address() + ": it does not greet");
-
-    std::string gone;
-    {
-        ScriptedPeer peer({});
-        gone = peer.Address();
-    }
-    EXPECT_EQ(SimulatorTransport(gone).Unavailable(),
-              "the IPMI simulator at " + gone + ": connection refused");
-    for (const char* address : {"127.0.0.1", ":19002", "127.0.0.1:", "x"})
+    EXPECT_EQ(SimulatorTransport("127.0.0.1:1").Unavailable(),
+              "the IPMI simulator at 127.0.0.1:1: connection refused");
+    for (const char* address : {"127.0.0.1", ":19002", "127.0.0.1:"})
         EXPECT_THAT(SimulatorTransport(address).Unavailable(), HasSubstr("is no host:port"));
 }
 
 TEST(SPLibraryTest, CompletionCodeIsAnAnswerAndALostConnectionIsNot)
 {
     gLog.Reset();
-    ScriptedPeer peer({{kGreeting, "", true},
-                       {kGreeting, VmMessage("\x01\xEC\x79\xC3"s), true},
-                       {kGreeting, "\x01"s}});
+    ScriptedPeer peer(
+        {{kGreeting, "", true}, {kGreeting, Wire("\xC3"), true}, {kGreeting, "\x01"s}});
     SetVariable("VXA_IPMI_SIMULATOR", peer.Address());
     SPLibrary* driver = SPLibrary::GetSplibraryInstance(0);
     ASSERT_NE(driver, nullptr);
