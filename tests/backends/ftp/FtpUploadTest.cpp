@@ -1,7 +1,7 @@
 #include "backends/vxacore/CoreLog.h"
 #include "common/TVXAException.h"
 #include "platform/vxacore/TOSSpecific.h"
-#include "tests/backends/ftp/MuteServer.h"
+#include "tests/backends/LoopbackListener.h"
 #include "tests/support/Host.h"
 #include "tests/support/Program.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -13,7 +13,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
-#include <thread>
 
 using namespace NORXVXA20;
 using testing::HasSubstr;
@@ -28,6 +27,8 @@ const char* const kDropName = "/kserver/toorx/kseries/fdr_upload/r.zip";
 
 // No resolver asks for a name with such a long part.
 const std::string kNoHost = "no-such-host" + std::string(60, 'x') + ".invalid";
+
+const char* const kNobodyThere = "127.0.0.1:1";
 
 constexpr bool kIsWindows = fs::path::preferred_separator == '\\';
 
@@ -127,16 +128,13 @@ std::unique_ptr<Server> FtpUploadTest::sServer;
 
 TEST_F(FtpUploadTest, BytesArriveWhole)
 {
-    for (const std::size_t size : {0u, 1u, 65536u, 5u * 1024 * 1024 + 3}) {
-        SCOPED_TRACE(size);
-        EXPECT_EQ(UploadAs("plain", size), kTrue);
+    for (const char* user : {"plain", "", "old"}) { // anonymous; without EPSV and SIZE
+        SCOPED_TRACE(user);
+        EXPECT_EQ(UploadAs(user, 5 * 1024 * 1024 + 3), kTrue);
         EXPECT_TRUE(Arrived() == m_contents);
     }
-    EXPECT_EQ(UploadAs("", 100), kTrue) << "anonymous";
-    EXPECT_TRUE(Arrived() == m_contents);
-    // Without EPSV and SIZE.
-    EXPECT_EQ(UploadAs("old"), kTrue);
-    EXPECT_TRUE(Arrived() == m_contents);
+    EXPECT_EQ(UploadAs("plain", 0), kTrue);
+    EXPECT_EQ(Arrived(), "");
     EXPECT_EQ(Log(), "");
 }
 
@@ -159,9 +157,6 @@ TEST_F(FtpUploadTest, RefusedLogInOrFileIsDenied)
 {
     const std::string file = m_folder.Write("local", "new");
     EXPECT_EQ(Upload("plain:wrong@127.0.0.1:" + sServer->Port(), file, "r.zip"), 27);
-    EXPECT_EQ(
-        Upload("nobody:" + std::string(kPassword) + "@127.0.0.1:" + sServer->Port(), file, "r.zip"),
-        27);
     EXPECT_EQ(Upload(sServer->At("reader"), file, "r.zip"), 27);
     EXPECT_EQ(Upload(sServer->At("plain"), file, "no/such/folder/r.zip"), 27);
     EXPECT_FALSE(fs::exists(sServer->Path("no")));
@@ -174,7 +169,7 @@ TEST_F(FtpUploadTest, RefusedLogInOrFileIsDenied)
 TEST_F(FtpUploadTest, WhatDidNotArriveWholeIsNoSuccess)
 {
     EXPECT_EQ(UploadAs("cut", 16 * 1024 * 1024), kFalse);
-    for (const char* user : {"full", "quota", "busy", "short"})
+    for (const char* user : {"quota", "busy", "short"})
         EXPECT_EQ(UploadAs(user), kFalse) << user;
     EXPECT_THAT(Log(), HasSubstr("the server has 7 of 4194304 bytes"));
     // One that does not tell is believed.
@@ -192,39 +187,23 @@ TEST_F(FtpUploadTest, SilentServerIsGivenUp)
 
 TEST_F(FtpUploadTest, ServerThatIsNotThereHasACode)
 {
+    const LoopbackListener mute;
     const std::string file = m_folder.Write("local", "new");
-    MuteServer mute;
-    const std::string server = "127.0.0.1:" + mute.Port();
-    EXPECT_EQ(Upload(server, file, "r.zip"), 34);
+    EXPECT_EQ(Upload(kNobodyThere, file, "r.zip"), 34);
+    EXPECT_EQ(Upload("127.0.0.1:" + mute.Port(), file, "r.zip"), 34) << "it never greets";
     EXPECT_EQ(Upload(kNoHost, file, "r.zip"), 33);
     EXPECT_EQ(Upload("user:pw@", file, "r.zip"), kFalse);
     EXPECT_EQ(Upload("host/folder", file, "r.zip"), kFalse);
-    // Connected, but never greeted.
-    mute.Listen();
-    EXPECT_EQ(Upload(server, file, "r.zip"), 34);
-}
-
-TEST_F(FtpUploadTest, UnreadableFileOpensNoConnection)
-{
-    MuteServer mute; // a connection would be refused, and that is 34
-    const std::string server = "127.0.0.1:" + mute.Port();
-    EXPECT_EQ(Upload(server, m_folder / "missing", "r.zip"), kFalse);
-    EXPECT_EQ(Upload(server, m_folder.Path(), "r.zip"), kFalse);
-    if (kIsWindows)
-        return;
-    ASSERT_EQ(RunOnHost("mkfifo " + (m_folder / "pipe")).status, 0);
-    std::thread writer([&] { m_folder.Write("pipe", ""); });
-    EXPECT_EQ(Upload(server, m_folder / "pipe", "r.zip"), kFalse);
-    writer.join();
+    // Nobody is asked for what cannot be read here.
+    EXPECT_EQ(Upload(kNobodyThere, m_folder / "missing", "r.zip"), kFalse);
+    EXPECT_EQ(Upload(kNobodyThere, m_folder.Path(), "r.zip"), kFalse);
 }
 
 TEST_F(FtpUploadTest, ProbeSaysWhichStepFailed)
 {
-    MuteServer mute;
-    EXPECT_EQ(TOSSpecific::DetectHostnameAvailable("127.0.0.1", mute.Port()), 34);
-    mute.Listen();
-    for (const char* host : {"127.0.0.1", "localhost"})
-        EXPECT_EQ(TOSSpecific::DetectHostnameAvailable(host, mute.Port()), 0);
+    const LoopbackListener mute;
+    EXPECT_EQ(TOSSpecific::DetectHostnameAvailable("127.0.0.1", "1"), 34);
+    EXPECT_EQ(TOSSpecific::DetectHostnameAvailable("localhost", mute.Port()), 0);
     for (const char* host : {kNoHost.c_str(), "", "a/b", "user@127.0.0.1"})
         EXPECT_EQ(TOSSpecific::DetectHostnameAvailable(host, mute.Port()), 33);
 }

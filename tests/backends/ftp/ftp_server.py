@@ -3,12 +3,11 @@
 An FTP server on loopback whose accounts misbehave, each in its own way. It writes its port to PORTFILE
 when it listens, and ends with its parent, at the latest after ten minutes.
 """
-import errno
+import ctypes
 import os
+import signal
 import socket
 import sys
-import threading
-import time
 import warnings
 
 warnings.simplefilter("ignore")
@@ -19,6 +18,7 @@ from pyftpdlib.servers import FTPServer  # noqa: E402
 
 PASSWORD = "a:b@c d%41#"
 ENOUGH = 256 * 1024  # bytes after which a fault happens
+PR_SET_PDEATHSIG = 1
 
 
 class Data(DTPHandler):
@@ -35,22 +35,9 @@ class Data(DTPHandler):
             if user == "silent":
                 self.ioloop.unregister(self._fileno)
                 return
-            if user == "full":
-                self.file_obj = FullDisk(self.file_obj)
         super().handle_read()
 
     handle_read_event = handle_read
-
-
-class FullDisk:
-    def __init__(self, file):
-        self.file, self.name, self.closed = file, file.name, False
-
-    def write(self, _):
-        raise OSError(errno.ENOSPC, os.strerror(errno.ENOSPC))
-
-    def close(self):
-        self.file.close()
 
 
 class Commands(FTPHandler):
@@ -87,18 +74,11 @@ class Commands(FTPHandler):
     ftp_EPRT = ftp_PORT
 
 
-def end_with_parent(parent):
-    latest = time.monotonic() + 600
-    while os.getppid() == parent and time.monotonic() < latest:
-        time.sleep(0.2)
-    os._exit(0)
-
-
 def main():
     root, port_file = sys.argv[1:3]
     authorizer = DummyAuthorizer()
     authorizer.add_anonymous(root, perm="elw")
-    for user in "plain cut silent full quota busy short blind old".split():
+    for user in "plain cut silent quota busy short blind old".split():
         authorizer.add_user(user, PASSWORD, root, perm="elw")
     authorizer.add_user("reader", PASSWORD, root, perm="elr")
     authorizer.add_user("nopass", "", root, perm="elw")
@@ -106,7 +86,8 @@ def main():
     Commands.auth_failed_timeout = 0
     config_logging(level=100)
     server = FTPServer(("127.0.0.1", 0), Commands)
-    threading.Thread(target=end_with_parent, args=(os.getppid(),), daemon=True).start()
+    ctypes.CDLL(None).prctl(PR_SET_PDEATHSIG, signal.SIGTERM)
+    signal.alarm(600)
     with open(port_file + ".new", "w") as file:
         file.write(str(server.address[1]))
     os.rename(port_file + ".new", port_file)

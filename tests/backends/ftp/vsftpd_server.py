@@ -3,13 +3,13 @@
 Lets vsftpd serve ROOT to anonymous users on loopback, where ROOT/drop can be written to, nothing be replaced, and no
 file named denied... be made. It writes its port to PORTFILE when it listens, and ends with its parent, at the latest after ten minutes.
 """
+import ctypes
 import os
 import pwd
+import signal
 import socket
 import subprocess
 import sys
-import threading
-import time
 
 root, port_file, program = sys.argv[1:]
 folder = os.path.dirname(port_file)
@@ -34,25 +34,13 @@ xferlog_enable=NO
 """)
 
 listener = socket.create_server(("127.0.0.1", 0))
-children = []
-
-
-def end_with_parent(parent):
-    latest = time.monotonic() + 600
-    while os.getppid() == parent and time.monotonic() < latest:
-        time.sleep(0.2)
-    for child in children:
-        child.terminate()
-        child.wait()
-    os._exit(0)
-
-
-threading.Thread(target=end_with_parent, args=(os.getppid(),), daemon=True).start()
+PR_SET_PDEATHSIG = 1
+ctypes.CDLL(None).prctl(PR_SET_PDEATHSIG, signal.SIGTERM)
+signal.alarm(600)
 with open(port_file + ".new", "w") as file:
     file.write(str(listener.getsockname()[1]))
 os.rename(port_file + ".new", port_file)
 while True:
     connection, _ = listener.accept()
-    children.append(subprocess.Popen([program, configuration], stdin=connection, stdout=connection,
-                                     stderr=subprocess.DEVNULL))
+    subprocess.Popen([program, configuration], stdin=connection, stdout=connection, stderr=subprocess.DEVNULL)
     connection.close()
