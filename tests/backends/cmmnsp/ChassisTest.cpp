@@ -12,12 +12,9 @@
 
 #include <gmock/gmock.h>
 
-#include <chrono>
-#include <cstdlib>
 #include <functional>
 
 using namespace NORXVXA20;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
@@ -29,8 +26,6 @@ const TCIMOptions kNoOptions;
 const std::string kUser = SimulatedChassis::kUser;
 const std::string kPassword = SimulatedChassis::kPassword;
 const std::string kService = "ORX_ChassisFFDCService";
-
-using Parameters = std::map<std::string, TCIMValue>;
 
 boost::shared_ptr<TCMMNamespace> Allocate(const std::string& name = "root/cimv2")
 {
@@ -60,7 +55,8 @@ std::string Text(const boost::shared_ptr<ICIMInstance>& instance, const std::str
 }
 
 // Calls StartDataCollection for the data instance of this number, from 0; its outputs.
-Parameters Start(const boost::shared_ptr<TCMMNamespace>& nameSpace, std::size_t index)
+std::map<std::string, TCIMValue> Start(const boost::shared_ptr<TCMMNamespace>& nameSpace,
+                                       std::size_t index)
 {
     TCIMReference data(nameSpace, "ORX_ChassisFFDCData", kNoOptions);
     TCIMValue id;
@@ -68,7 +64,7 @@ Parameters Start(const boost::shared_ptr<TCMMNamespace>& nameSpace, std::size_t 
     data.AddKeyValue("InstanceID", id);
     const auto service =
         boost::dynamic_pointer_cast<TCMMClass>(nameSpace->GetClass(kService, kNoOptions));
-    Parameters outputs;
+    std::map<std::string, TCIMValue> outputs;
     service->InvokeMethod(TCIMReference(nameSpace, kService, kNoOptions), "StartDataCollection",
                           {{"DataCollectionType", TCIMValue(data)},
                            {"RequestedScheme", TCIMValue("0x8002")},
@@ -97,19 +93,20 @@ std::vector<std::string> Names(TCMMNamespace& nameSpace, const std::string& base
 
 TEST(ChassisTest, ModelIsReadAndMethodsReachTheInstanceTheyName)
 {
-    const SimulatedChassis chassis({"--location", "sftp://h/a b<&>", "--location", "sftp://h/2"});
+    // Chunked and late answers and missing outputs are no failures.
+    const SimulatedChassis chassis({"--location", "sftp://h/a b<&>", "--location", "sftp://h/2",
+                                    "--fault", "EnumerateInstances=chunked", "--fault",
+                                    "EnumerateClassNames=delay:1500", "--fault",
+                                    "StartDataCollection=no-output@3"});
     const auto nameSpace = Connect(chassis);
     EXPECT_THAT(Names(*nameSpace, "ORX_FFDCService"), ElementsAre(kService));
     const auto software = Instances(*nameSpace, "CIM_SoftwareIdentity");
     ASSERT_EQ(software.size(), 2u);
     EXPECT_EQ(Text(software[0], "elementname"), "Geh\xC3\xA4use <switch> & \"Co\"");
-    EXPECT_EQ(Text(software[1], "VersionString"), "2.6.0");
-    EXPECT_EQ(Text(software[1], "MajorVersion"), "2");
     EXPECT_EQ(software[1]->GetProperty("None", kNoOptions), nullptr);
     EXPECT_EQ(Start(nameSpace, 0).at("CollectionLocation").ToString(10), "sftp://h/a b<&>");
     EXPECT_EQ(Start(nameSpace, 1).at("CollectionLocation").ToString(10), "sftp://h/2");
-    EXPECT_THAT(chassis.Requests(),
-                Contains("StartDataCollection root/cimv2:ORX_ChassisFFDCService"));
+    EXPECT_TRUE(Start(nameSpace, 0).empty());
 }
 
 TEST(ChassisTest, WhatCannotBeReachedOrRefusesTheLogInDoesNotConnect)
@@ -127,9 +124,7 @@ TEST(ChassisTest, WhatCannotBeReachedOrRefusesTheLogInDoesNotConnect)
         {"root/cimv2", "127.0.0.1", kUser + ":x", kPassword, chassis.Port(), "colon"},
         {"root/other", "127.0.0.1", kUser, kPassword, chassis.Port(), "CIM_ERR_INVALID_NAMESPACE"},
         {"root/cimv2", "127.0.0.1", kUser, kPassword, 1, "onnect"},
-        {"root/cimv2", "127.0.0.1", kUser, kPassword, -1, "no port -1"},
         {"root/cimv2", "127.0.0.1/x?", kUser, kPassword, chassis.Port(), "no name and no address"},
-        {"root/cimv2", "", kUser, kPassword, chassis.Port(), "no name and no address"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.reason);
@@ -143,7 +138,6 @@ TEST(ChassisTest, WhatCannotBeReachedOrRefusesTheLogInDoesNotConnect)
         nameSpace->disconnect();
     }
     EXPECT_EQ(chassis.Count("(log-in refused)"), 1) << "an account may be locked by a second try";
-    EXPECT_EQ(Failure([&] { Allocate()->disconnect(); }), "");
 }
 
 TEST(ChassisTest, FailuresNameTheOperationAndTheReason)
@@ -154,15 +148,11 @@ TEST(ChassisTest, FailuresNameTheOperationAndTheReason)
     };
     EXPECT_EQ(failure("GetClass=error:5"), "") << "the probe takes any answer but refusals";
     EXPECT_THAT(failure("GetClass=error:2"), HasSubstr("CIM_ERR_ACCESS_DENIED (2)"));
-    EXPECT_THAT(failure("GetClass=status:503"), HasSubstr("HTTP status 503"));
     const std::string operation = "EnumerateClassNames: ";
     EXPECT_THAT(failure("EnumerateClassNames=error:1"),
                 StartsWith(operation + "CIM_ERR_FAILED (1), As scripted <&>"));
-    for (const char* status : {"500", "204"})
-        EXPECT_EQ(failure((std::string("EnumerateClassNames=status:") + status).c_str()),
-                  operation + "HTTP status " + status);
+    EXPECT_EQ(failure("EnumerateClassNames=status:500"), operation + "HTTP status 500");
     EXPECT_THAT(failure("EnumerateClassNames=cut"), StartsWith(operation));
-    EXPECT_THAT(failure("EnumerateClassNames=drop"), StartsWith(operation));
     EXPECT_EQ(failure("EnumerateClassNames=huge"), operation + "the answer is too long");
 }
 
@@ -178,16 +168,6 @@ TEST(ChassisTest, ReadingIsRepeatedOnceOnALostConnectionAndAMethodNever)
     EXPECT_THAT(Failure([&] { Start(nameSpace, 0); }), StartsWith("StartDataCollection: "));
     EXPECT_EQ(chassis.Count("StartDataCollection"), 1);
     EXPECT_EQ(Start(nameSpace, 0).size(), 1u) << "the connection serves on";
-}
-
-TEST(ChassisTest, ChunkedAndLateAnswersAndMissingOutputsAreNoFailures)
-{
-    const SimulatedChassis chassis(
-        {"--location", "sftp://h/1", "--fault", "EnumerateInstances=chunked", "--fault",
-         "EnumerateClassNames=delay:1500", "--fault", "StartDataCollection=no-output"});
-    const auto nameSpace = Connect(chassis);
-    EXPECT_EQ(Names(*nameSpace, "ORX_FFDCService").size(), 1u);
-    EXPECT_TRUE(Start(nameSpace, 0).empty());
 }
 
 TEST(ChassisTest, HttpsIsVerifiedUnlessAnOptionSaysOtherwise)
@@ -214,8 +194,6 @@ TEST(ChassisTest, HttpsIsVerifiedUnlessAnOptionSaysOtherwise)
     SetVariable("VXA_CIM_VERIFY", "off");
     EXPECT_EQ(Failure(connect), "");
     ClearVariable("VXA_CIM_VERIFY");
-    SetVariable("VXA_CIM_SCHEME", "gopher");
-    EXPECT_THAT(Failure(connect), HasSubstr("VXA_CIM_SCHEME"));
     ClearVariable("VXA_CIM_SCHEME");
 }
 

