@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 using namespace NORXVXA20;
 
 namespace {
@@ -17,52 +19,45 @@ int EasySetopt(void*, int option, ...)
     return option == gUnknownOption ? curl::kUnknownOption : curl::kOk;
 }
 
-int EasyGetinfo(void*, int, ...)
-{
-    return curl::kOk;
-}
-
 template <typename Function>
 void* Entry(Function* function)
 {
     return reinterpret_cast<void*>(function);
 }
 
+// What none of these tests calls may be anything.
 FakeLoader::Exports WholeLibrary()
 {
-    return {
+    FakeLoader::Exports exports = {
         {"curl_global_init", Entry(+[](long) { return ++gInits, 0; })},
         {"curl_easy_init", Entry(+[]() -> void* { return ++gOpenHandles, &gOpenHandles; })},
         {"curl_easy_setopt", Entry(&EasySetopt)},
-        {"curl_easy_perform", Entry(+[](void*) { return curl::kLoginDenied; })},
-        {"curl_easy_getinfo", Entry(&EasyGetinfo)},
-        {"curl_easy_strerror",
-         Entry(+[](int code) { return code == curl::kLoginDenied ? "log-in denied" : "other"; })},
         {"curl_easy_cleanup", Entry(+[](void*) { --gOpenHandles; })},
     };
+    for (const char* name : {"curl_easy_perform", "curl_easy_getinfo", "curl_easy_strerror"})
+        exports[name] = &gInits;
+    return exports;
 }
 
-template <typename Function>
-int StatusThrownBy(Function function)
+// Whether there is no libcurl that can do this.
+bool IsNoLibrary(const std::function<void()>& use)
 {
     try {
-        function();
+        use();
     } catch (const TVXAException& e) {
-        return e.GetStatusCode().GetStatusCode();
+        return e.GetStatusCode().GetStatusCode() == TVXAStatusCode::eNoTransferLibrary;
     }
-    return 0;
+    return false;
 }
 
 // In one test, because the library that is found stays until the process ends.
 TEST(CurlClientTest, FirstWholeLibraryIsLoadedOnceAndStays)
 {
     gLoader.Reset();
-    EXPECT_EQ(StatusThrownBy([] { CurlEasy(); }), TVXAStatusCode::eNoTransferLibrary);
-
-    FakeLoader::Exports incomplete = WholeLibrary();
-    incomplete.erase("curl_easy_getinfo");
-    gLoader.libraries = {{"libcurl.so", incomplete}};
-    EXPECT_EQ(StatusThrownBy([] { CurlEasy(); }), TVXAStatusCode::eNoTransferLibrary);
+    EXPECT_TRUE(IsNoLibrary([] { CurlEasy(); }));
+    gLoader.libraries["libcurl.so"] = WholeLibrary();
+    gLoader.libraries["libcurl.so"].erase("curl_easy_getinfo");
+    EXPECT_TRUE(IsNoLibrary([] { CurlEasy(); }));
     EXPECT_EQ(gInits, 0);
     EXPECT_EQ(gLoader.calls.back(), "load libcurl.so.2");
 
@@ -71,7 +66,6 @@ TEST(CurlClientTest, FirstWholeLibraryIsLoadedOnceAndStays)
         CurlEasy first;
         CurlEasy second;
         EXPECT_EQ(gOpenHandles, 2);
-        EXPECT_EQ(first.Explain(first.Perform()), "log-in denied");
     }
     EXPECT_EQ(gOpenHandles, 0);
     EXPECT_EQ(gInits, 1);
@@ -79,9 +73,8 @@ TEST(CurlClientTest, FirstWholeLibraryIsLoadedOnceAndStays)
 
     gUnknownOption = curl::kSshKnownHosts;
     CurlEasy easy;
-    EXPECT_EQ(StatusThrownBy([&] { easy.SetText(curl::kUserName, "user"); }), 0);
-    EXPECT_EQ(StatusThrownBy([&] { easy.SetText(curl::kSshKnownHosts, "file"); }),
-              TVXAStatusCode::eNoTransferLibrary);
+    easy.SetText(curl::kUserName, "user");
+    EXPECT_TRUE(IsNoLibrary([&] { easy.SetText(curl::kSshKnownHosts, "file"); }));
 }
 
 } // namespace
