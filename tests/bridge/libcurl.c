@@ -1,5 +1,5 @@
-/* libcurl.dll for the tests under Wine: hands the calls on to the host's libcurl.so.4. It carries what the library and
- * its backends use and answers everything else with "unknown option", so that a use without a test is noticed.
+/* libcurl.dll for the tests under Wine: hands the calls on to the host's libcurl.so.4. Of the options that take a function
+ * it carries what the library and its backends use; any other is an unknown option.
  * The callers' side has the Windows calling convention and a long of 32 bits, the host's its own and 64. */
 #include <dlfcn.h>
 #include <errno.h>
@@ -26,19 +26,14 @@ typedef int(MS *key_callback)(void *, const void *, const void *, int, void *);
 typedef int(MS *socket_callback)(void *, size_t, int);
 typedef int(MS *close_callback)(void *, size_t);
 
+struct callback {
+    void *function, *data;
+};
+
 /* One easy handle, with the callers' callbacks. */
 struct easy {
     void *real;
-    block_callback write, read, header;
-    void *write_data, *read_data, *header_data;
-    progress_callback progress;
-    void *progress_data;
-    key_callback key;
-    void *key_data;
-    socket_callback take_socket;
-    void *take_data;
-    close_callback close_socket;
-    void *close_data;
+    struct callback write, read, header, progress, key, take_socket, close_socket;
     int socket; /* the newest, -1 when it is closed */
 };
 
@@ -77,19 +72,19 @@ static int load_host(void)
 static size_t on_write(char *data, size_t size, size_t count, void *user)
 {
     struct easy *easy = user;
-    return easy->write(data, size, count, easy->write_data);
+    return ((block_callback)easy->write.function)(data, size, count, easy->write.data);
 }
 
 static size_t on_read(char *data, size_t size, size_t count, void *user)
 {
     struct easy *easy = user;
-    return easy->read(data, size, count, easy->read_data);
+    return ((block_callback)easy->read.function)(data, size, count, easy->read.data);
 }
 
 static size_t on_header(char *data, size_t size, size_t count, void *user)
 {
     struct easy *easy = user;
-    return easy->header(data, size, count, easy->header_data);
+    return ((block_callback)easy->header.function)(data, size, count, easy->header.data);
 }
 
 /* The caller ends a connection by a call of its own system, which does not know the host's sockets: shutting one is done
@@ -97,7 +92,7 @@ static size_t on_header(char *data, size_t size, size_t count, void *user)
 static int on_progress(void *user, offset total, offset now, offset up_total, offset up_now)
 {
     struct easy *easy = user;
-    const int result = easy->progress(easy->progress_data, total, now, up_total, up_now);
+    const int result = ((progress_callback)easy->progress.function)(easy->progress.data, total, now, up_total, up_now);
     if (result && easy->socket >= 0)
         shutdown(easy->socket, SHUT_RDWR);
     return result;
@@ -113,7 +108,7 @@ static int on_take_socket(void *user, int socket, int purpose)
 {
     struct easy *easy = user;
     easy->socket = socket;
-    return easy->take_socket(easy->take_data, name_socket(socket), purpose);
+    return ((socket_callback)easy->take_socket.function)(easy->take_socket.data, name_socket(socket), purpose);
 }
 
 static int on_close_socket(void *user, int socket)
@@ -121,7 +116,7 @@ static int on_close_socket(void *user, int socket)
     struct easy *easy = user;
     if (easy->socket == socket)
         easy->socket = -1;
-    easy->close_socket(easy->close_data, name_socket(socket));
+    ((close_callback)easy->close_socket.function)(easy->close_socket.data, name_socket(socket));
     return close(socket);
 }
 
@@ -129,83 +124,50 @@ static int on_key(void *real, const void *known, const void *found, int match, v
 {
     struct easy *easy = user;
     (void)real;
-    return easy->key(easy, known, found, match, easy->key_data);
+    return ((key_callback)easy->key.function)(easy, known, found, match, easy->key.data);
 }
 
 /* ---- Options ---- */
 
-enum kind { NUMBER, TEXT, FILE_NAME, POINTER, OFFSET, CALLBACK, CALLBACK_DATA };
+/* The numbers tell what an option takes: from 10000 a pointer, from 20000 a function, from 30000 an offset. A text,
+ * a buffer and a list of headers have the same shape on both sides. */
+enum { CAINFO = 10065, SSH_KNOWNHOSTS = 10183, FIRST_POINTER = 10000, FIRST_CALLBACK = 20000, FIRST_OFFSET = 30000 };
 
-struct option {
-    int number;
-    enum kind kind;
-    size_t slot;     /* of a callback or its data: the place in struct easy */
-    int data_option; /* of a callback: the option of its data */
-    void *host;      /* of a callback: what the host's library gets */
+/* A callback, and the option of its data. */
+static const struct option {
+    int number, data_number;
+    size_t place; /* in struct easy */
+    void *host;   /* what the host's library gets */
+} callbacks[] = {
+    {20011, 10001, offsetof(struct easy, write), on_write},
+    {20012, 10009, offsetof(struct easy, read), on_read},
+    {20079, 10029, offsetof(struct easy, header), on_header},
+    {20219, 10057, offsetof(struct easy, progress), on_progress},
+    {20184, 10185, offsetof(struct easy, key), on_key},
+    {20148, 10149, offsetof(struct easy, take_socket), on_take_socket},
+    {20208, 10209, offsetof(struct easy, close_socket), on_close_socket},
 };
 
-static const struct option options[] = {
-    {10002, TEXT, 0, 0, NULL},       /* URL */
-    {10004, TEXT, 0, 0, NULL},       /* PROXY */
-    {10173, TEXT, 0, 0, NULL},       /* USERNAME */
-    {10174, TEXT, 0, 0, NULL},       /* PASSWORD */
-    {10177, TEXT, 0, 0, NULL},       /* NOPROXY */
-    {10230, TEXT, 0, 0, NULL},       /* PINNEDPUBLICKEY */
-    {10318, TEXT, 0, 0, NULL},       /* PROTOCOLS_STR */
-    {10065, FILE_NAME, 0, 0, NULL},  /* CAINFO */
-    {10183, FILE_NAME, 0, 0, NULL},  /* SSH_KNOWNHOSTS */
-    {10010, POINTER, 0, 0, NULL},    /* ERRORBUFFER */
-    {10015, POINTER, 0, 0, NULL},    /* POSTFIELDS */
-    {10023, POINTER, 0, 0, NULL},    /* HTTPHEADER: a list of the same shape on both sides */
-    {13, NUMBER, 0, 0, NULL},        /* TIMEOUT */
-    {43, NUMBER, 0, 0, NULL},        /* NOPROGRESS */
-    {44, NUMBER, 0, 0, NULL},        /* NOBODY */
-    {45, NUMBER, 0, 0, NULL},        /* FAILONERROR */
-    {46, NUMBER, 0, 0, NULL},        /* UPLOAD */
-    {48, NUMBER, 0, 0, NULL},        /* DIRLISTONLY */
-    {52, NUMBER, 0, 0, NULL},        /* FOLLOWLOCATION */
-    {64, NUMBER, 0, 0, NULL},        /* SSL_VERIFYPEER */
-    {69, NUMBER, 0, 0, NULL},        /* FILETIME */
-    {74, NUMBER, 0, 0, NULL},        /* FRESH_CONNECT */
-    {78, NUMBER, 0, 0, NULL},        /* CONNECTTIMEOUT */
-    {81, NUMBER, 0, 0, NULL},        /* SSL_VERIFYHOST */
-    {98, NUMBER, 0, 0, NULL},        /* BUFFERSIZE */
-    {99, NUMBER, 0, 0, NULL},        /* NOSIGNAL */
-    {107, NUMBER, 0, 0, NULL},       /* HTTPAUTH */
-    {138, NUMBER, 0, 0, NULL},       /* FTP_FILEMETHOD */
-    {141, NUMBER, 0, 0, NULL},       /* CONNECT_ONLY */
-    {151, NUMBER, 0, 0, NULL},       /* SSH_AUTH_TYPES */
-    {213, NUMBER, 0, 0, NULL},       /* TCP_KEEPALIVE */
-    {234, NUMBER, 0, 0, NULL},       /* PATH_AS_IS */
-    {280, NUMBER, 0, 0, NULL},       /* UPLOAD_BUFFERSIZE */
-    {322, NUMBER, 0, 0, NULL},       /* QUICK_EXIT */
-    {30115, OFFSET, 0, 0, NULL},     /* INFILESIZE_LARGE */
-    {30116, OFFSET, 0, 0, NULL},     /* RESUME_FROM_LARGE */
-    {30120, OFFSET, 0, 0, NULL},     /* POSTFIELDSIZE_LARGE */
-    {20011, CALLBACK, offsetof(struct easy, write), 10001, on_write},
-    {20012, CALLBACK, offsetof(struct easy, read), 10009, on_read},
-    {20079, CALLBACK, offsetof(struct easy, header), 10029, on_header},
-    {20219, CALLBACK, offsetof(struct easy, progress), 10057, on_progress},
-    {20184, CALLBACK, offsetof(struct easy, key), 10185, on_key},
-    {20148, CALLBACK, offsetof(struct easy, take_socket), 10149, on_take_socket},
-    {20208, CALLBACK, offsetof(struct easy, close_socket), 10209, on_close_socket},
-    {10149, CALLBACK_DATA, offsetof(struct easy, take_data), 0, NULL},
-    {10209, CALLBACK_DATA, offsetof(struct easy, close_data), 0, NULL},
-    {10001, CALLBACK_DATA, offsetof(struct easy, write_data), 0, NULL},
-    {10009, CALLBACK_DATA, offsetof(struct easy, read_data), 0, NULL},
-    {10029, CALLBACK_DATA, offsetof(struct easy, header_data), 0, NULL},
-    {10057, CALLBACK_DATA, offsetof(struct easy, progress_data), 0, NULL},
-    {10185, CALLBACK_DATA, offsetof(struct easy, key_data), 0, NULL},
-};
-
-static const struct option *find_option(int number)
+/* Keeps a callback or its data for the caller; false when the option is neither. */
+static int keep(struct easy *easy, int number, void *value, int *result)
 {
     size_t i;
-    for (i = 0; i < sizeof options / sizeof options[0]; ++i) {
-        if (options[i].number == number)
-            return &options[i];
+    for (i = 0; i < sizeof callbacks / sizeof callbacks[0]; ++i) {
+        const struct option *option = &callbacks[i];
+        struct callback *callback = (struct callback *)((char *)easy + option->place);
+        *result = kOk;
+        if (number == option->data_number) {
+            callback->data = value;
+            return 1;
+        }
+        if (number == option->number) {
+            callback->function = value;
+            host.setopt(easy->real, option->data_number, easy);
+            *result = host.setopt(easy->real, number, value ? option->host : NULL);
+            return 1;
+        }
     }
-    return NULL;
+    return 0;
 }
 
 /* A file's name is the caller's system's; names here are ASCII. */
@@ -228,38 +190,23 @@ static int set_file_name(void *real, int option, const char *name)
     return result;
 }
 
-static int set_callback(struct easy *easy, const struct option *option, void *callback)
-{
-    *(void **)((char *)easy + option->slot) = callback;
-    host.setopt(easy->real, option->data_option, easy);
-    return host.setopt(easy->real, option->number, callback ? option->host : NULL);
-}
-
 int MS bridge_easy_setopt(struct easy *easy, int number, ...)
 {
-    const struct option *option = find_option(number);
     __builtin_ms_va_list arguments;
     void *value;
-    if (!option)
-        return kUnknownOption;
+    int result;
     __builtin_ms_va_start(arguments, number);
     value = __builtin_va_arg(arguments, void *);
     __builtin_ms_va_end(arguments);
-    switch (option->kind) {
-    case NUMBER:
+    if (keep(easy, number, value, &result))
+        return result;
+    if (number < FIRST_POINTER)
         return host.setopt(easy->real, number, (long)(int)(size_t)value);
-    case OFFSET:
-        return host.setopt(easy->real, number, (offset)(size_t)value);
-    case FILE_NAME:
+    if (number == CAINFO || number == SSH_KNOWNHOSTS)
         return set_file_name(easy->real, number, value);
-    case CALLBACK:
-        return set_callback(easy, option, value);
-    case CALLBACK_DATA:
-        *(void **)((char *)easy + option->slot) = value;
-        return kOk;
-    default:
-        return host.setopt(easy->real, number, value);
-    }
+    if (number >= FIRST_OFFSET)
+        return host.setopt(easy->real, number, (offset)(size_t)value);
+    return number < FIRST_CALLBACK ? host.setopt(easy->real, number, value) : kUnknownOption;
 }
 
 /* ---- What is asked for after a transfer ---- */
