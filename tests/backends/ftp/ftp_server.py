@@ -40,38 +40,28 @@ class Data(DTPHandler):
     handle_read_event = handle_read
 
 
+# What an account gets in place of the command's own answer.
+ANSWERS = {
+    ("quota", "STOR"): "552 Quota exceeded.",
+    ("busy", "STOR"): "450 Try again later.",
+    ("short", "SIZE"): "213 7",
+    ("blind", "SIZE"): "550 Permission denied.",
+    ("old", "SIZE"): "502 Command not implemented.",
+    ("old", "EPSV"): "502 Command not implemented.",
+}
+
+
 class Commands(FTPHandler):
     dtp_handler = Data
     use_sendfile = False
 
-    def ftp_STOR(self, file, mode="w"):
-        if self.username == "quota":
-            self.respond("552 Quota exceeded.")
-        elif self.username == "busy":
-            self.respond("450 Try again later.")
+    def pre_process_command(self, line, cmd, arg):
+        passive_only = "500 Passive only." if cmd in ("PORT", "EPRT") else None
+        answer = ANSWERS.get((self.username, cmd), passive_only)
+        if answer:
+            self.respond(answer)
         else:
-            return super().ftp_STOR(file, mode)
-
-    def ftp_SIZE(self, path):
-        if self.username == "short":
-            self.respond("213 7")
-        elif self.username == "blind":
-            self.respond("550 Permission denied.")
-        elif self.username == "old":
-            self.respond("502 Command not implemented.")
-        else:
-            super().ftp_SIZE(path)
-
-    def ftp_EPSV(self, line):
-        if self.username == "old":
-            self.respond("502 Command not implemented.")
-        else:
-            super().ftp_EPSV(line)
-
-    def ftp_PORT(self, line):
-        self.respond("500 Passive only.")
-
-    ftp_EPRT = ftp_PORT
+            super().pre_process_command(line, cmd, arg)
 
 
 def main():
