@@ -13,18 +13,13 @@ vsftpd=${UTILS_PEERS:-$top/build/peers}/usr/sbin/vsftpd
 [ -x "$vsftpd" ] || vsftpd=/usr/sbin/vsftpd
 
 work=$(mktemp -d)
-# The server ends when its standard input, our descriptor 3, is closed.
-trap 'exec 3>&-; wait; rm -rf "$work"' EXIT
 mkdir -m 755 "$work/served"
 chmod 755 "$work"
-mkfifo "$work/stdin"
-/usr/bin/python3 "$top/tests/backends/ftp/vsftpd_server.py" "$work/served" "$work/port" "$vsftpd" < "$work/stdin" &
-exec 3> "$work/stdin"
-for ((i = 0; i < 100; ++i)); do
-  [ ! -e "$work/port" ] || break
-  sleep 0.1
-done
-server=127.0.0.1:$(cat "$work/port")
+port=$((20000 + RANDOM % 10000))
+"$top/tests/backends/ftp/vsftpd.sh" "$work/served" "$port" "$vsftpd" &
+trap 'kill $!; wait; rm -rf "$work"' EXIT
+server=127.0.0.1:$port
+curl -sS --noproxy '*' --retry 50 --retry-connrefused --retry-delay 1 "ftp://$server/" > /dev/null
 head -c "${mib}M" /dev/urandom > "$work/file"
 
 # timed NAME COMMAND...: appends the seconds to times.NAME.

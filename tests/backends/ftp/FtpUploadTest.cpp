@@ -35,16 +35,16 @@ constexpr bool kIsWindows = fs::path::preferred_separator == '\\';
 constexpr int kFalse = 0;
 constexpr int kTrue = 1;
 
-// One of the server scripts with its folder.
+// The server that misbehaves, with its folder.
 class Server {
 public:
-    explicit Server(const std::string& script, const std::string& argument = std::string())
+    Server()
     {
         fs::create_directories(m_folder / "root/kserver/toorx/kseries/fdr_upload");
         const std::string portFile = m_folder / "port";
         m_program = std::make_unique<Program>(
-            std::vector<std::string>{"/usr/bin/python3", FTP_SCRIPTS "/" + script,
-                                     HostPath(m_folder / "root"), HostPath(portFile), argument},
+            std::vector<std::string>{"/usr/bin/python3", FTP_SCRIPTS "/ftp_server.py",
+                                     HostPath(m_folder / "root"), HostPath(portFile)},
             std::map<std::string, std::string>{}, m_folder.Path());
         WaitUntil([&] { return fs::exists(portFile) || !m_program->Errors().empty(); });
         m_port = ContentsOf(portFile);
@@ -84,7 +84,7 @@ protected:
         for (const char* name : {"ftp_proxy", "http_proxy", "all_proxy"})
             SetVariable(name, "http://127.0.0.1:9");
         SetVariable("VXA_STALL_SECONDS", "2");
-        sServer = std::make_unique<Server>("ftp_server.py");
+        sServer = std::make_unique<Server>();
     }
     static void TearDownTestSuite() { sServer.reset(); }
 
@@ -217,15 +217,20 @@ TEST_F(FtpUploadTest, CommonServerTakesTheFile)
         program = "/usr/sbin/vsftpd";
     if (!fs::exists(program))
         GTEST_SKIP() << "no vsftpd; simulators/peers.sh unpacks one";
-    const Server vsftpd("vsftpd_server.py", program);
-    ASSERT_TRUE(vsftpd.IsUp());
+    const std::string port = LoopbackListener().Port();
+    const Program vsftpd({FTP_SCRIPTS "/vsftpd.sh", HostPath(m_folder / "root"), port, program}, {},
+                         m_folder.Path());
+    ASSERT_TRUE(WaitUntil([&] {
+        return TOSSpecific::DetectHostnameAvailable("127.0.0.1", port) == 0;
+    })) << vsftpd.Errors();
+    const std::string server = "127.0.0.1:" + port;
     const std::string contents = Contents(3 * 1024 * 1024 + 1);
     const std::string file = m_folder.Write("local", contents);
-    EXPECT_EQ(Upload(vsftpd.At(""), file, "drop/r s.zip"), kTrue) << Log();
-    EXPECT_TRUE(ContentsOf(vsftpd.Path("drop/r s.zip")) == contents);
-    EXPECT_EQ(Upload(vsftpd.At(""), file, "drop/r s.zip"), 27) << "nothing is replaced there";
-    EXPECT_EQ(Upload(vsftpd.At(""), file, "drop/denied.zip"), 27);
-    EXPECT_EQ(Upload(vsftpd.At("somebody"), file, "drop/t.zip"), 27);
+    EXPECT_EQ(Upload(server, file, "drop/r s.zip"), kTrue) << Log();
+    EXPECT_TRUE(ContentsOf(m_folder / "root/drop/r s.zip") == contents);
+    EXPECT_EQ(Upload(server, file, "drop/r s.zip"), 27) << "nothing is replaced there";
+    EXPECT_EQ(Upload(server, file, "drop/denied.zip"), 27);
+    EXPECT_EQ(Upload("somebody:secret@" + server, file, "drop/t.zip"), 27);
 }
 
 } // namespace
