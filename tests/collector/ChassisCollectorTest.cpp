@@ -29,9 +29,9 @@ protected:
         Serve("b.txt", "b");
     }
 
-    void Serve(const std::string& name, const std::string& contents)
+    static void Serve(const std::string& name, const std::string& contents)
     {
-        std::ofstream(std::string(std::getenv("SP_SERVED")) + "/" + name) << contents;
+        std::ofstream(std::getenv("SP_SERVED") + ("/" + name)) << contents;
     }
 
     static std::string Location(const std::string& name)
@@ -41,7 +41,7 @@ protected:
 
     // One run; what it wrote to standard error is left in m_errors.
     int Run(const std::vector<std::string>& faults,
-            std::map<std::string, std::string> environment = {})
+            const std::map<std::string, std::string>& environment = {})
     {
         const std::string passwordFile =
             m_scratch.Write("password", std::string(SimulatedChassis::kPassword) + "\n");
@@ -49,15 +49,12 @@ protected:
                                             Location("b.txt")};
         options.insert(options.end(), faults.begin(), faults.end());
         const SimulatedChassis chassis(options);
-        TemporaryDirectory outputs;
-        TestedProgram collector(
-            TestedProgram::Words("ffdc-collect",
-                                 {"chassis", "--host", "127.0.0.1", "--user",
-                                  SimulatedChassis::kUser, "--port", std::to_string(chassis.Port()),
-                                  "--out", m_out, "--password-file", passwordFile, "--log",
-                                  m_scratch / "log"},
-                                 {"/usr/bin/env", "-C", m_current}),
-            environment, outputs.Path(), m_scratch.Path());
+        TestedProgram collector("ffdc-collect",
+                                {"chassis", "--host", "127.0.0.1", "--user",
+                                 SimulatedChassis::kUser, "--port", std::to_string(chassis.Port()),
+                                 "--out", m_out, "--password-file", passwordFile, "--log",
+                                 m_scratch / "log"},
+                                environment, m_scratch.Path(), {"/usr/bin/env", "-C", m_current});
         const int result = collector.Wait();
         m_errors = collector.Errors();
         EXPECT_THAT(m_errors, Not(HasSubstr(SimulatedChassis::kPassword)));

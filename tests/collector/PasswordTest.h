@@ -9,7 +9,5 @@ struct Answer {
     std::string shown; // everything that the terminal showed
 };
 
-// Whether there is somewhere to type.
-bool CanType();
 // Types keys at the prompt and compares what ReadPassword got.
 Answer Type(const std::string& keys, const std::string& expected);

@@ -8,11 +8,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-bool CanType()
-{
-    return true;
-}
-
 Answer Type(const std::string& keys, const std::string& expected)
 {
     int terminal = -1;

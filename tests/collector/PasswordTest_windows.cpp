@@ -38,11 +38,6 @@ void TypeWhenAwaited(const std::string& keys, std::string& shown)
 
 } // namespace
 
-bool CanType()
-{
-    return Mode() != 0;
-}
-
 Answer Type(const std::string& keys, const std::string& expected)
 {
     const DWORD before = Mode();

@@ -23,17 +23,13 @@ protected:
     {
         fs::create_directory(m_folder / "root");
         fs::create_directory(m_folder / "server");
+        const std::string portFile = m_folder / "port";
         m_server = std::make_unique<Program>(
             std::vector<std::string>{"/usr/bin/python3", FTP_SCRIPTS "/ftp_server.py",
-                                     m_folder / "root", m_folder / "port"},
+                                     m_folder / "root", portFile},
             std::map<std::string, std::string>{}, m_folder / "server");
-        const std::string portFile = m_folder / "port";
-        bool isUp = false;
-        WaitUntil([&] {
-            isUp = fs::exists(portFile);
-            return isUp || !m_server->Errors().empty();
-        });
-        if (!isUp)
+        WaitUntil([&] { return fs::exists(portFile) || !m_server->Errors().empty(); });
+        if (!fs::exists(portFile))
             GTEST_SKIP() << "no FTP server: /usr/bin/python3 with python3-pyftpdlib is needed";
         m_host = "127.0.0.1:" + ContentsOf(portFile);
         m_file = m_folder.Write("result.zip", "the result");
@@ -44,8 +40,7 @@ protected:
     int Upload(std::vector<std::string> words)
     {
         words.insert(words.begin(), "upload");
-        TestedProgram run(TestedProgram::Words("ffdc-collect", words), {}, m_folder.Path(),
-                          m_folder.Path());
+        TestedProgram run("ffdc-collect", words, {}, m_folder.Path());
         const int code = run.Wait();
         m_output = run.Output();
         m_errors = run.Errors();
@@ -83,7 +78,6 @@ TEST_F(CollectorUploadTest, WrongArgumentsStartNothing)
     const std::vector<std::string> cases[] = {
         {m_file},
         {m_file, "--ftp", m_host, "--service"},
-        {"--ftp", m_host},
         {m_folder / "missing", "--ftp", m_host},
         {m_file, "--ftp", "plain:secret@" + m_host},
         {m_file, "--ftp", m_host, "--password-file", m_passwordFile},

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/support/TemporaryDirectory.h"
+
 #include <sys/types.h>
 
 #include <chrono>
@@ -8,8 +10,9 @@
 #include <thread>
 #include <vector>
 
-// A program of the host that a test runs, in a process group of its own, with both outputs in
-// files. Whatever is left of it when the object goes is ended, on Windows the program itself.
+// A program of the host that a test runs, in a process group of its own, with both outputs in new
+// files in scratch. Whatever is left of it when the object goes is ended, on Windows the program
+// itself.
 class Program {
 public:
     // The first word is the program's path. The environment is this process's with changes.
@@ -19,15 +22,16 @@ public:
     Program& operator=(const Program&) = delete;
     ~Program();
 
-    void Signal(int signal) const;
+    void Signal(int signal) const; // not on Windows
     // Its exit code, or -signal when a signal ended it, or kStillRunning after the limit.
     int Wait(std::chrono::milliseconds limit = std::chrono::seconds(60));
     static constexpr int kStillRunning = -1000;
 
     pid_t Pid() const { return m_pid; }
+    const std::string& Scratch() const { return m_scratch; }
     // What it has written so far.
-    std::string Output() const;
-    std::string Errors() const;
+    std::string Output() const { return ContentsOf(m_scratch + "/stdout"); }
+    std::string Errors() const { return ContentsOf(m_scratch + "/stderr"); }
 
 private:
     std::string m_scratch;
@@ -36,7 +40,7 @@ private:
     int m_status = 0;
 };
 
-// False when there is no such process any more, or nothing but its entry.
+// False when there is no such process any more, or nothing but its entry. Not on Windows.
 bool IsRunning(pid_t pid);
 
 // Waits until condition() holds; false after the limit.

@@ -1,7 +1,5 @@
 #include "tests/support/Program.h"
 
-#include "tests/support/TemporaryDirectory.h"
-
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
@@ -43,10 +41,9 @@ Program::Program(const std::vector<std::string>& words,
     posix_spawn_file_actions_t actions;
     ::posix_spawn_file_actions_init(&actions);
     ::posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    ::posix_spawn_file_actions_addopen(&actions, 1, (m_scratch + "/stdout").c_str(),
-                                       O_WRONLY | O_CREAT | O_APPEND, 0600);
-    ::posix_spawn_file_actions_addopen(&actions, 2, (m_scratch + "/stderr").c_str(),
-                                       O_WRONLY | O_CREAT | O_APPEND, 0600);
+    const int flags = O_WRONLY | O_CREAT | O_TRUNC | O_APPEND;
+    ::posix_spawn_file_actions_addopen(&actions, 1, (m_scratch + "/stdout").c_str(), flags, 0600);
+    ::posix_spawn_file_actions_addopen(&actions, 2, (m_scratch + "/stderr").c_str(), flags, 0600);
     sigset_t defaults;
     ::sigemptyset(&defaults);
     for (const int signal : {SIGINT, SIGHUP, SIGTERM, SIGPIPE})
@@ -85,16 +82,6 @@ int Program::Wait(std::chrono::milliseconds limit)
     if (!m_waited)
         return kStillRunning;
     return WIFSIGNALED(m_status) ? -WTERMSIG(m_status) : WEXITSTATUS(m_status);
-}
-
-std::string Program::Output() const
-{
-    return ContentsOf(m_scratch + "/stdout");
-}
-
-std::string Program::Errors() const
-{
-    return ContentsOf(m_scratch + "/stderr");
 }
 
 bool IsRunning(pid_t pid)

@@ -1,7 +1,6 @@
 // Programs of the host, started through its shell.
 #include "tests/support/Host.h"
 #include "tests/support/Program.h"
-#include "tests/support/TemporaryDirectory.h"
 
 #include <cstdlib>
 
@@ -9,7 +8,8 @@ Program::Program(const std::vector<std::string>& words,
                  const std::map<std::string, std::string>& changes, std::string scratch)
     : m_scratch(std::move(scratch))
 {
-    std::string command = "cd " + ShellWord(HostPath(m_scratch)) + "; rm -f pid exit; ";
+    std::string command =
+        "cd " + ShellWord(HostPath(m_scratch)) + "; rm -f pid exit stdout stderr; ";
     for (const auto& [name, value] : changes)
         command += "export " + name + "=" + ShellWord(value) + "; ";
     command += "( ";
@@ -26,33 +26,12 @@ Program::~Program()
         RunOnHost("kill -KILL " + std::to_string(m_pid));
 }
 
-void Program::Signal(int signal) const
-{
-    RunOnHost("kill -" + std::to_string(signal) + " " + std::to_string(m_pid));
-}
-
 int Program::Wait(std::chrono::milliseconds limit)
 {
     std::string code;
     m_waited = WaitUntil([&] { return !(code = ContentsOf(m_scratch + "/exit")).empty(); }, limit);
-    if (m_waited)
-        m_status = std::atoi(code.c_str());
     if (!m_waited)
         return kStillRunning;
+    m_status = std::atoi(code.c_str());
     return m_status > 128 ? 128 - m_status : m_status;
-}
-
-std::string Program::Output() const
-{
-    return ContentsOf(m_scratch + "/stdout");
-}
-
-std::string Program::Errors() const
-{
-    return ContentsOf(m_scratch + "/stderr");
-}
-
-bool IsRunning(pid_t pid)
-{
-    return RunOnHost("kill -0 " + std::to_string(pid)).status == 0;
 }

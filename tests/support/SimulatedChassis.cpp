@@ -2,7 +2,6 @@
 
 #include "tests/support/Host.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <sstream>
 #include <stdexcept>
@@ -21,7 +20,8 @@ SimulatedChassis::SimulatedChassis(const std::vector<std::string>& options)
     std::string output;
     WaitUntil([&] {
         output = m_program->Output();
-        return output.find('\n') != std::string::npos || !IsRunning(m_program->Pid());
+        return output.find('\n') != std::string::npos ||
+               m_program->Wait(std::chrono::milliseconds(0)) != Program::kStillRunning;
     });
     if (output.compare(0, 5, "port ") != 0)
         throw std::runtime_error("the chassis simulator does not start: " + m_program->Errors());
@@ -39,9 +39,8 @@ std::vector<std::string> SimulatedChassis::Requests() const
 
 int SimulatedChassis::Count(const std::string& name) const
 {
-    const std::vector<std::string> requests = Requests();
-    return static_cast<int>(
-        std::count_if(requests.begin(), requests.end(), [&](const std::string& request) {
-            return request.compare(0, name.size() + 1, name + " ") == 0;
-        }));
+    int count = 0;
+    for (const std::string& request : Requests())
+        count += request.compare(0, name.size() + 1, name + " ") == 0 ? 1 : 0;
+    return count;
 }

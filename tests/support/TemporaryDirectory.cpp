@@ -10,16 +10,10 @@ namespace fs = std::filesystem;
 
 TemporaryDirectory::TemporaryDirectory()
 {
-    std::random_device random;
-    for (int attempt = 0; attempt < 100; ++attempt) {
-        const fs::path path =
-            fs::temp_directory_path() / ("utils-test-" + std::to_string(random()));
-        if (fs::create_directory(path)) {
-            m_path = path.string();
-            return;
-        }
-    }
-    throw std::runtime_error("no temporary directory");
+    const std::string name = "utils-test-" + std::to_string(std::random_device()());
+    m_path = (fs::temp_directory_path() / name).string();
+    if (!fs::create_directory(m_path))
+        throw std::runtime_error(m_path + " is there already");
 }
 
 TemporaryDirectory::~TemporaryDirectory()

@@ -8,6 +8,22 @@
 
 namespace fs = std::filesystem;
 
+namespace {
+
+std::vector<std::string> Words(const std::string& name, const std::vector<std::string>& arguments,
+                               std::vector<std::string> words)
+{
+    const std::string path = (fs::current_path() / name).string();
+    if (TestedProgram::IsForWindows())
+        words.insert(words.end(), {std::getenv("UTILS_EMULATOR"), path + ".exe"});
+    else
+        words.push_back(path);
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    return words;
+}
+
+} // namespace
+
 bool TestedProgram::IsForWindows()
 {
     return std::getenv("UTILS_EMULATOR") != nullptr;
@@ -21,24 +37,10 @@ std::pair<std::string, std::string> TestedProgram::LibrariesFrom(const std::stri
     return {"WINEPATH", folder + ";" + (others != nullptr ? others : "")};
 }
 
-std::vector<std::string> TestedProgram::Words(const std::string& name,
-                                              const std::vector<std::string>& arguments,
-                                              std::vector<std::string> before)
-{
-    std::vector<std::string> words = std::move(before);
-    const std::string path = (fs::current_path() / name).string();
-    if (IsForWindows())
-        words.insert(words.end(), {std::getenv("UTILS_EMULATOR"), path + ".exe"});
-    else
-        words.push_back(path);
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    return words;
-}
-
-TestedProgram::TestedProgram(const std::vector<std::string>& words,
+TestedProgram::TestedProgram(const std::string& name, const std::vector<std::string>& arguments,
                              const std::map<std::string, std::string>& changes,
-                             const std::string& scratch, std::string directory)
-    : Program(words, changes, scratch), m_directory(std::move(directory))
+                             const std::string& scratch, std::vector<std::string> before)
+    : Program(Words(name, arguments, std::move(before)), changes, scratch)
 {}
 
 std::string TestedProgram::Portable(std::string text) const
@@ -47,7 +49,7 @@ std::string TestedProgram::Portable(std::string text) const
         return text;
     for (std::size_t at = 0; (at = text.find("\r\n", at)) != std::string::npos;)
         text.erase(at, 1);
-    std::string directory = m_directory;
+    std::string directory = Scratch();
     std::replace(directory.begin(), directory.end(), '/', '\\');
     for (std::size_t at = 0; (at = text.find(directory, at)) != std::string::npos;) {
         const std::size_t end = std::min(text.find_first_of(" \":,\n", at), text.size());
