@@ -46,10 +46,10 @@ void Deliver(const std::string& name, const std::string& contents)
 }
 
 // Without the sanitizers' report.
-[[gnu::no_sanitize("address,undefined")]] void Crash()
+[[gnu::no_sanitize("address", "undefined")]] void Crash()
 {
     std::signal(SIGSEGV, SIG_DFL);
-    int* volatile nowhere = nullptr;
+    volatile int* volatile nowhere = nullptr;
     *nowhere = 0;
 }
 

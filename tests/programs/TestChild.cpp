@@ -1,27 +1,16 @@
 // A child program for tests: its first argument names what it does.
 #include "tests/programs/TestChild.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <vector>
+#include <thread>
 
 namespace {
 
-void PrintMany(long long bytes)
+void SleepMilliseconds(int milliseconds)
 {
-    const std::vector<char> block(65536, 'x');
-    while (bytes > 0) {
-        const long long size = bytes < 65536 ? bytes : 65536;
-        std::fwrite(block.data(), 1, static_cast<std::size_t>(size), stdout);
-        bytes -= size;
-    }
-}
-
-void PrintWords(int count, char** words)
-{
-    for (int i = 0; i < count; ++i)
-        std::printf("[%s]", words[i]);
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 
 // Dots, one each pause, for ever: the reader has to end this.
@@ -49,12 +38,13 @@ int main(int argc, char** argv)
     UseBinaryStreams();
     const std::string command = argc > 1 ? argv[1] : "";
     const char* argument = argc > 2 ? argv[2] : "";
-    if (command == "words")
-        PrintWords(argc - 2, argv + 2);
-    else if (command == "error")
+    if (command == "words") {
+        for (int i = 2; i < argc; ++i)
+            std::printf("[%s]", argv[i]);
+    } else if (command == "error")
         std::fputs(argument, stderr);
     else if (command == "many")
-        PrintMany(std::atoll(argument));
+        std::fputs(std::string(std::stoul(argument), 'x').c_str(), stdout);
     else if (command == "zeros")
         std::fwrite("a\0b\0\0c\n", 1, 7, stdout);
     else if (command == "exit")
@@ -72,7 +62,7 @@ int main(int argc, char** argv)
     else if (command == "afterwards")
         SleepMilliseconds(std::atoi(argument)), std::printf("last");
     else if (command == "silent")
-        CloseOutputs(), SleepMilliseconds(std::atoi(argument));
+        std::fclose(stdout), std::fclose(stderr), SleepMilliseconds(std::atoi(argument));
     else if (command == "inheritance")
         PrintInheritance();
     else

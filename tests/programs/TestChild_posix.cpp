@@ -5,19 +5,12 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <thread>
 
 extern char** environ;
 
 void UseBinaryStreams() {}
-
-void SleepMilliseconds(int milliseconds)
-{
-    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-}
 
 bool Hold(const std::string& path)
 {
@@ -31,12 +24,6 @@ void Leave(const char* program, const char* command, const char* argument)
     char* arguments[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};
     pid_t child = 0;
     ::posix_spawnp(&child, program, nullptr, nullptr, arguments, environ);
-}
-
-void CloseOutputs()
-{
-    ::close(STDOUT_FILENO);
-    ::close(STDERR_FILENO);
 }
 
 void PrintInheritance()

@@ -15,11 +15,6 @@ void UseBinaryStreams()
     ::_setmode(_fileno(stderr), _O_BINARY);
 }
 
-void SleepMilliseconds(int milliseconds)
-{
-    ::Sleep(static_cast<DWORD>(milliseconds));
-}
-
 bool Hold(const std::string& path)
 {
     return ::CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
@@ -29,12 +24,6 @@ bool Hold(const std::string& path)
 void Leave(const char* program, const char* command, const char* argument)
 {
     ::_spawnlp(_P_NOWAIT, program, program, command, argument, nullptr);
-}
-
-void CloseOutputs()
-{
-    ::_close(_fileno(stdout));
-    ::_close(_fileno(stderr));
 }
 
 void PrintInheritance() {}
