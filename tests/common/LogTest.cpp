@@ -22,7 +22,7 @@ TEST(LogTest, LinesArriveUnchangedAtLevelThreeAndTheEchoAlsoWithoutALogger)
     EchoMsg("");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "both\n\n");
     EXPECT_THAT(gLog.Messages(), ElementsAre(std::string("a\n%s\0b", 6), "both"));
-    EXPECT_EQ(gLog.records.front().level, 3);
+    EXPECT_EQ(gLog.records.front().first, 3);
 }
 
 TEST(LogTest, LoggerThatGoesBetweenTheTwoRequestsIsSurvived)

@@ -88,12 +88,8 @@ private:
     std::string m_name;
 };
 
-// What every namespace does; Base says whether it is one of a chassis manager.
-template <typename Base>
-class Namespace : public Base {
+class Namespace : public TCMMNamespace {
 public:
-    explicit Namespace(const std::string& name) : m_name(name) {}
-
     const std::string& GetName() const override { return m_name; }
 
     boost::shared_ptr<ICIMClass> GetClass(const std::string& className, const TCIMOptions&) override
@@ -110,26 +106,16 @@ public:
         return !names.empty();
     }
 
-private:
-    std::string m_name;
-};
-
-class ChassisNamespace : public Namespace<TCMMNamespace> {
-public:
-    using Namespace::Namespace;
-
     void connect(const std::string& host, const std::string& user, const std::string& password,
                  int port) override
     {
         gChassis.Note("connect " + host + " " + user + " " + password + " " + std::to_string(port));
-        gChassis.isConnected = true;
     }
 
-    void disconnect() override
-    {
-        gChassis.Note("disconnect");
-        gChassis.isConnected = false;
-    }
+    void disconnect() override { gChassis.Note("disconnect"); }
+
+private:
+    const std::string m_name = "root/cimv2";
 };
 
 class Provider : public TCMMNamespaceProvider {
@@ -139,9 +125,7 @@ public:
     {
         gChassis.Note("allocate " + name + (shared ? " shared" : "") +
                       (options.empty() ? "" : " with options"));
-        if (gChassis.isForeign)
-            return boost::make_shared<Namespace<ICIMNamespace>>(name);
-        return boost::make_shared<ChassisNamespace>(name);
+        return boost::make_shared<Namespace>();
     }
 };
 
@@ -149,8 +133,6 @@ public:
 
 boost::shared_ptr<TCMMNamespaceProvider> TCMMNamespaceProvider::GetInstance()
 {
-    if (!gChassis.hasProvider)
-        return {};
     return boost::make_shared<Provider>();
 }
 

@@ -9,18 +9,14 @@
 struct FakeChassis {
     enum Failure { kStatus, kOther }; // TVXAException, or another exception
     using Properties = std::map<std::string, std::string>;
-    using Parameters = std::map<std::string, std::string>;
 
     void Reset() { *this = FakeChassis(); }
     // Writes the call down and fails it if a test asked for that.
     void Note(const std::string& call);
 
-    bool hasProvider = true;
-    bool isForeign = false; // what is allocated is no chassis namespace
-    bool isConnected = false;
     std::map<std::string, std::vector<std::string>> subclasses;
     std::map<std::string, std::vector<Properties>> instances; // of each class that exists
-    std::vector<Parameters> collections;     // output of each StartDataCollection; then none
+    std::vector<Properties> collections;     // output of each StartDataCollection; then none
     std::map<std::string, Failure> failures; // by the call as recorded, or its beginning
     std::vector<std::string> calls;
 };

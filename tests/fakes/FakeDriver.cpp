@@ -27,15 +27,13 @@ namespace NORXVXA20 {
 SPLibrary* SPLibrary::GetSplibraryInstance(int index)
 {
     static SPLibrary instance;
-    gDriver.parameters.push_back({index});
-    return gDriver.present ? &instance : nullptr;
+    return gDriver.present && index == 0 ? &instance : nullptr;
 }
 
 bool SPLibrary::sendIPMICommand(unsigned char* buffer, int* length, int bufferSize, bool flag)
 {
     gDriver.requests.emplace_back(buffer, buffer + kRequestBytes);
-    gDriver.parameters.back().insert(gDriver.parameters.back().end(),
-                                     {*length, bufferSize, flag ? 1 : 0});
+    gDriver.parameters.push_back({*length, bufferSize, flag ? 1 : 0});
     std::vector<FakeDriver::Answer>& list = gDriver.answers[buffer[4]];
     const FakeDriver::Answer answer = list.empty() ? FakeDriver::Answer() : list.front();
     if (list.size() > 1)

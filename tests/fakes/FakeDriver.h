@@ -20,7 +20,7 @@ struct FakeDriver {
     bool present = true;
     std::map<unsigned char, std::vector<Answer>> answers; // by command
     std::vector<std::vector<unsigned char>> requests;     // the first 15 bytes of each
-    std::vector<std::vector<int>> parameters;             // index asked for, length, size, flag
+    std::vector<std::vector<int>> parameters;             // length, size and flag of each
 };
 
 inline FakeDriver gDriver;

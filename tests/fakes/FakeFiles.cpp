@@ -40,7 +40,7 @@ std::vector<std::string> TOSSpecific::ListDir(std::string path)
 
 std::string TOSSpecific::SpawnProcess(std::string commandLine, int limit)
 {
-    gFiles.programs.push_back({commandLine, limit});
+    gFiles.programs.push_back(std::to_string(limit) + ": " + commandLine);
     return gFiles.run ? gFiles.run(commandLine) : std::string();
 }
 

@@ -7,17 +7,12 @@
 // The core library's clock, directories and programs: the directories are real ones, the time
 // stands still, and programs are a function of the test.
 struct FakeFiles {
-    struct Program {
-        std::string commandLine;
-        int limit;
-    };
-
     void Reset() { *this = FakeFiles(); }
 
     std::function<void(const std::string& call)> onCall; // "DirExists", "CreateDir"; may throw
     std::function<std::string(const std::string& commandLine)> run; // none: silence
     std::vector<std::string> created;
-    std::vector<Program> programs;
+    std::vector<std::string> programs; // "limit: command line"
 };
 
 inline FakeFiles gFiles;

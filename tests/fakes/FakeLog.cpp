@@ -21,15 +21,15 @@ public:
 std::vector<std::string> FakeLog::Messages() const
 {
     std::vector<std::string> messages;
-    for (const Record& record : records)
-        messages.push_back(record.message);
+    for (const auto& [level, message] : records)
+        messages.push_back(message);
     return messages;
 }
 
 bool FakeLog::Holds(const std::string& message) const
 {
-    return std::any_of(records.begin(), records.end(),
-                       [&](const Record& record) { return record.message == message; });
+    const std::vector<std::string> messages = Messages();
+    return std::find(messages.begin(), messages.end(), message) != messages.end();
 }
 
 namespace NORXVXA20 {

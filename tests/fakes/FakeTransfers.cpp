@@ -6,14 +6,13 @@ namespace NORXVXA20 {
 
 bool TOSSpecific::sFTPFileFromORX(std::string remote, std::string localPath, std::string fileName)
 {
-    gTransfers.copies.push_back({remote, localPath, fileName});
-    return gTransfers.answer ? gTransfers.answer(gTransfers.copies.back()) : true;
+    gTransfers.copies.push_back(remote + "|" + localPath + "|" + fileName);
+    return gTransfers.answer ? gTransfers.answer(localPath) : true;
 }
 
 bool TOSSpecific::FTPFile(std::string server, std::string localFile, std::string remoteName)
 {
-    gTransfers.uploads.push_back({server, localFile, remoteName});
-    return gTransfers.uploadAnswer ? gTransfers.uploadAnswer() : true;
+    return sFTPFileFromORX(server, localFile, remoteName);
 }
 
 int TOSSpecific::DetectHostnameAvailable(std::string host, std::string port)

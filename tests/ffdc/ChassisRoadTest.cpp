@@ -11,11 +11,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <random>
+#include <map>
 
 using namespace NORXVXA20;
 using testing::ElementsAre;
-using testing::SizeIs;
 using testing::UnorderedElementsAreArray;
 
 namespace fs = std::filesystem;
@@ -23,16 +22,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr bool kIsWindows = fs::path::preferred_separator == '\\';
-
-// Bytes that no packer makes smaller.
-std::string Noise(std::size_t size)
-{
-    std::mt19937 generator(static_cast<unsigned int>(size));
-    std::string bytes(size, '\0');
-    for (char& byte : bytes)
-        byte = static_cast<char>(generator());
-    return bytes;
-}
 
 std::vector<std::string> NamesIn(const std::string& directory)
 {
@@ -47,17 +36,12 @@ protected:
     void SetUp() override
     {
         fs::create_directory(m_out);
-        Serve("a.tgz", Noise(300000));
-        Serve("b c.txt", "");
-    }
-
-    static void Serve(const std::string& name, const std::string& contents)
-    {
-        std::ofstream(std::getenv("SP_SERVED") + ("/" + name), std::ios::binary) << contents;
+        for (const auto& [name, contents] : m_served)
+            std::ofstream(std::getenv("SP_SERVED") + ("/" + name), std::ios::binary) << contents;
     }
 
     // One collection of these files by a chassis manager with this firmware version.
-    bool Collect(const std::vector<std::string>& files, const std::string& version = "2.6.0")
+    bool Collect(const std::vector<std::string>& files, const std::string& version)
     {
         std::vector<std::string> options = {"--firmware=" + version};
         for (const std::string& file : files)
@@ -86,24 +70,18 @@ protected:
         return files;
     }
 
+    const std::map<std::string, std::string> m_served = {
+        {"a.tgz", std::string(300000, '\n') + "\x1a"}, {"b c.txt", ""}};
     TemporaryDirectory m_scratch;
     const std::string m_out = m_scratch / "out";
     std::string m_zip;
     std::string m_message;
 };
 
-TEST_F(ChassisRoadTest, EverythingArrivesInTheArchiveAsItWas)
+TEST_F(ChassisRoadTest, EverythingArrivesAndAHostileVersionTouchesNothingElse)
 {
-    ASSERT_TRUE(Collect({"a.tgz", "b c.txt"})) << m_message;
-    EXPECT_EQ(Unpacked(),
-              (std::map<std::string, std::string>{{"a.tgz", Noise(300000)}, {"b c.txt", ""}}));
-    EXPECT_THAT(NamesIn(m_out), ElementsAre(fs::path(m_zip).filename().string()));
-}
-
-TEST_F(ChassisRoadTest, HostileVersionAndLocationTouchNothingElse)
-{
-    for (const char* const version :
-         {"2 victim 3", "-x", "a;touch victim", "$(touch victim)", "*", "a&md other", "a%TEMP%"}) {
+    for (const char* const version : {"2.6.0", "2 victim 3", "a;touch victim", "$(touch victim)",
+                                      "*", "a&md other", "a%TEMP%"}) {
         if (kIsWindows && *version == '*')
             continue; // no name there
         SCOPED_TRACE(version);
@@ -116,13 +94,13 @@ TEST_F(ChassisRoadTest, HostileVersionAndLocationTouchNothingElse)
         if (kIsWindows)
             fs::copy("infozip.exe", elsewhere / "infozip.exe");
         fs::current_path(elsewhere.Path());
-        EXPECT_TRUE(Collect({"a.tgz"}, version)) << m_message;
+        EXPECT_TRUE(Collect({"a.tgz", "b c.txt"}, version)) << m_message;
         fs::current_path(before);
-        EXPECT_THAT(Unpacked(), SizeIs(1));
+        EXPECT_EQ(Unpacked(), m_served);
         const fs::path archive = m_zip;
         std::vector<std::string> left = {"victim", archive.filename().string()};
         // No shell gets such a name there, so the empty directory stays.
-        if (kIsWindows && version != std::string("-x"))
+        if (kIsWindows && version != std::string("2.6.0"))
             left.push_back(archive.stem().string());
         EXPECT_THAT(NamesIn(m_out), UnorderedElementsAreArray(left));
         EXPECT_EQ(ContentsOf(m_out + "/victim/file"), "kept");
@@ -130,21 +108,8 @@ TEST_F(ChassisRoadTest, HostileVersionAndLocationTouchNothingElse)
         fs::remove(elsewhere / "infozip.exe");
         EXPECT_THAT(NamesIn(elsewhere.Path()), ElementsAre("victim"));
     }
-    EXPECT_FALSE(Collect({"a.tgz"}, "1\"2"));
-    EXPECT_EQ(m_message, kIsWindows ? "No FFDC data was collected." : "Fail to ZIP the FFDC data.");
-    EXPECT_FALSE(Collect({".."}));
+    EXPECT_FALSE(Collect({".."}, "2.6.0"));
     EXPECT_EQ(m_message, "No FFDC data was collected.");
-}
-
-TEST_F(ChassisRoadTest, FullDiskFailsThePacking)
-{
-    if (kIsWindows)
-        GTEST_SKIP() << "the tests' packer for Windows does not say what the real one says";
-    if (RunOnHost("mount -t tmpfs -o size=512k tmpfs " + m_out).status != 0)
-        GTEST_SKIP() << "a small file system cannot be mounted here";
-    EXPECT_FALSE(Collect({"a.tgz"}));
-    EXPECT_EQ(m_message, "Fail to ZIP the FFDC data.");
-    RunOnHost("umount " + m_out);
 }
 
 } // namespace

@@ -11,9 +11,9 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <memory>
 
 using namespace NORXVXA20;
@@ -47,8 +47,8 @@ protected:
             {{"InstanceID", "cmm"}, {"VersionString", "3"}}};
         gChassis.instances["Data"] = {{{"InstanceID", "one"}}};
         gChassis.collections = {{{"Location", "sftp://192.0.2.5/tmp/ffdc/a.tgz"}}};
-        gTransfers.answer = [](const FakeTransfers::Copy& copy) {
-            std::ofstream(copy.localPath) << "data";
+        gTransfers.answer = [](const std::string& path) {
+            std::ofstream(path) << "data";
             return true;
         };
     }
@@ -84,12 +84,10 @@ protected:
         return lines;
     }
 
-    std::vector<std::string> Downloads() const
+    // A copy of this file from there.
+    std::string Download(const std::string& remote, const std::string& name) const
     {
-        std::vector<std::string> names;
-        for (const FakeTransfers::Copy& copy : gTransfers.copies)
-            names.push_back(copy.remote + " " + copy.fileName);
-        return names;
+        return remote + "|" + OutputName() + kSeparator + name + "|" + name;
     }
 
     TemporaryDirectory m_out;
@@ -112,13 +110,10 @@ TEST_F(TCMMFFDCTest, CompleteRunAsksDownloadsPacksAndCleansUp)
                             kStart + " DataCollectionType=root/cimv2:Data.InstanceID=\"one\""
                                      " InitializationNeeded=TRUE RequestedScheme=0x8002",
                             kEnd, "disconnect"));
-    ASSERT_EQ(gFiles.programs.size(), 1u);
-    EXPECT_EQ(gFiles.programs.at(0).commandLine,
-              kPackerName + " -m -r -j " + OutputName() + ".zip " + OutputName());
-    EXPECT_EQ(gFiles.programs.at(0).limit, 300);
-    const std::string local = OutputName() + kSeparator + "a.tgz";
-    ASSERT_EQ(gTransfers.copies.size(), 1u);
-    EXPECT_EQ(gTransfers.copies[0].localPath, local);
+    const std::string command = kPackerName + " -m -r -j " + OutputName() + ".zip " + OutputName();
+    EXPECT_THAT(gFiles.programs, ElementsAre("300: " + command));
+    EXPECT_THAT(gTransfers.copies,
+                ElementsAre(Download("USER:canary@192.0.2.5/tmp/ffdc", "a.tgz")));
     EXPECT_FALSE(std::filesystem::exists(OutputName()));
     EXPECT_THAT(
         gLog.Messages(),
@@ -126,78 +121,32 @@ TEST_F(TCMMFFDCTest, CompleteRunAsksDownloadsPacksAndCleansUp)
                     "Exiting TCMMFFDC::GetCMMNamespace", "Entering TCMMFFDC::InitFFDCOutputName",
                     "Exiting TCMMFFDC::InitFFDCOutputName", "Entering TCMMFFDC::InvokeFFDCMethod",
                     "Entering TCMMFFDC::DownloadFFDCData",
-                    "Remote Path:USER:canary@192.0.2.5/tmp/ffdc, Local FileName:" + local +
-                        ", Remote FileNamea.tgz",
+                    "Remote Path:USER:canary@192.0.2.5/tmp/ffdc, Local FileName:" + OutputName() +
+                        kSeparator + "a.tgz, Remote FileNamea.tgz",
                     "Exiting TCMMFFDC::DownloadFFDCData", "Exiting TCMMFFDC::InvokeFFDCMethod",
-                    "Entering TCMMFFDC::ZipFFDCData", "cmd:" + gFiles.programs.at(0).commandLine,
+                    "Entering TCMMFFDC::ZipFFDCData", "cmd:" + command,
                     "ret:", "Exiting TCMMFFDC::ZipFFDCData", "Entering VXAOSDep::RemoveDir",
                     "Exiting VXAOSDep::RemoveDir", "Exiting TCMMFFDC::RunFFDCCollection"));
 }
 
-TEST_F(TCMMFFDCTest, AllocationAndConnectionFailuresLeaveWithTheirMessage)
+TEST_F(TCMMFFDCTest, VersionThatCannotBeHadIsUnknown)
 {
-    const struct {
-        const char* description;
-        std::function<void()> prepare;
-        const char* complaint;
-        const char* message;
-    } cases[] = {
-        {"no provider", [] { gChassis.hasProvider = false; },
-         "GetNamespace - Exception: Allocate CMM namespace failed",
-         "Fail to allocate CMM namespace."},
-        {"allocation throws", [] { gChassis.failures["allocate"] = FakeChassis::kOther; },
-         "GetNamespace - Exception: Allocate CMM namespace failed",
-         "Fail to allocate CMM namespace."},
-        {"not a chassis namespace", [] { gChassis.isForeign = true; },
-         "GetNamespace - Exception: CMMNamespace connect failed", "Fail to connect to CMM."},
-        {"connect throws", [] { gChassis.failures["connect"] = FakeChassis::kStatus; },
-         "GetNamespace - Exception: CMMNamespace connect failed", "Fail to connect to CMM."},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.description);
-        SetUp();
-        c.prepare();
-        EXPECT_FALSE(Run());
-        EXPECT_EQ(m_thrown, 34);
-        EXPECT_EQ(m_message, c.message);
-        EXPECT_EQ(m_zip, "untouched");
-        ASSERT_THAT(Complaints(), Not(IsEmpty()));
-        EXPECT_EQ(Complaints()[0], c.complaint);
-        EXPECT_THAT(gLog.Messages(), Not(Contains(StartsWith("Exiting TCMM"))));
-    }
-}
+    gChassis.instances["CIM_SoftwareIdentity"] = {{{"InstanceID", "CMM"}, {"VersionString", "1"}}};
+    EXPECT_TRUE(Run());
+    EXPECT_EQ(m_zip, OutputName("Unknown") + ".zip");
+    EXPECT_THAT(Complaints(), IsEmpty());
 
-TEST_F(TCMMFFDCTest, VersionComesFromTheFirstIdentityOfTheChassisManagerOrIsUnknown)
-{
-    const std::string failed = "InitFFDCOutputName- Exception: Get CMM version failed";
-    const auto identities = []() -> auto&
-    {
-        return gChassis.instances["CIM_SoftwareIdentity"];
+    const std::function<void()> faults[] = {
+        [] { gChassis.failures["instances CIM_"] = FakeChassis::kStatus; },
+        [] { gChassis.instances["CIM_SoftwareIdentity"][1].erase("VersionString"); },
     };
-    const struct {
-        const char* description;
-        std::function<void()> prepare;
-        bool fails;
-    } cases[] = {
-        {"upper case",
-         [&] {
-             identities() = {{{"InstanceID", "CMM"}, {"VersionString", "1"}}};
-         },
-         false},
-        {"none", [&] { identities().clear(); }, false},
-        {"no identifier before it", [&] { identities()[0].erase("InstanceID"); }, true},
-        {"no version", [&] { identities()[1].erase("VersionString"); }, true},
-        {"no class", [] { gChassis.failures["class CIM_"] = FakeChassis::kOther; }, true},
-        {"no instances", [] { gChassis.failures["instances CIM_"] = FakeChassis::kStatus; }, true},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.description);
+    for (const std::function<void()>& prepare : faults) {
         SetUp();
-        c.prepare();
+        prepare();
         EXPECT_TRUE(Run());
         EXPECT_EQ(m_zip, OutputName("Unknown") + ".zip");
-        EXPECT_EQ(Complaints(),
-                  c.fails ? std::vector<std::string>{failed} : std::vector<std::string>{});
+        EXPECT_THAT(Complaints(),
+                    ElementsAre("InitFFDCOutputName- Exception: Get CMM version failed"));
     }
 }
 
@@ -218,12 +167,12 @@ TEST_F(TCMMFFDCTest, OutputDirectoryMayExistAndOnlyFailuresOfTheCoreAreSurvived)
     EXPECT_THAT(Complaints(),
                 ElementsAre("InitFFDCOutputName - Exception caugth when create dir,status 3"));
 
-    SetUp();
     gFiles.onCall = [](const std::string& call) { throw std::runtime_error(call); };
     EXPECT_THROW(Run(), std::runtime_error);
 }
 
-TEST_F(TCMMFFDCTest, EveryInstanceIsCollectedAndWithoutLocationRepeatsTheOneBefore)
+// An instance without a location repeats the one before; what fails for one costs no other.
+TEST_F(TCMMFFDCTest, EveryInstanceIsCollectedWhateverBecomesOfTheOthers)
 {
     gChassis.instances["Data"] = {{{"InstanceID", "none yet"}},
                                   {{"InstanceID", "one"}},
@@ -233,94 +182,89 @@ TEST_F(TCMMFFDCTest, EveryInstanceIsCollectedAndWithoutLocationRepeatsTheOneBefo
                             {{"Location", "sftp://192.0.2.5/tmp/ffdc/a.tgz"}},
                             {{"Location", "sftp://u:p@192.0.2.6/b.tgz"}}};
     gChassis.failures[kEnd] = FakeChassis::kOther;
+    gTransfers.answer = [](const std::string& path) {
+        if (path.find("a.tgz") != std::string::npos)
+            throw TVXAException(TVXAStatusCode::eNoRoute);
+        std::ofstream(path) << "data";
+        return true;
+    };
     EXPECT_TRUE(Run());
     EXPECT_THAT(gChassis.calls, Contains(StartsWith(kStart + " DataCollectionType=root/cimv2:Data."
                                                              "InstanceID=\"t\\\"wo\" Init")));
-    EXPECT_THAT(Downloads(), ElementsAre("USER:canary@192.0.2.5/tmp/ffdc a.tgz",
-                                         "u:p@192.0.2.6 b.tgz", "u:p@192.0.2.6 b.tgz"));
+    const std::string repeated = Download("u:p@192.0.2.6", "b.tgz");
+    EXPECT_THAT(gTransfers.copies, ElementsAre(Download("USER:canary@192.0.2.5/tmp/ffdc", "a.tgz"),
+                                               repeated, repeated));
     const std::string end = "InvokeFFDCMethod - Invoke method EndDataCollection failed!!!!";
-    EXPECT_THAT(Complaints(), ElementsAre("InvokeFFDCMethod - Do not get the sftp URI this time!",
-                                          end, end, end, end));
+    EXPECT_THAT(Complaints(),
+                ElementsAre("InvokeFFDCMethod - Do not get the sftp URI this time!", end,
+                            "DownloadFFDCData - Exception caugth when sFTPFileFromORXstatus 33",
+                            end, end, end));
 }
 
 TEST_F(TCMMFFDCTest, FirstOutputParameterByNameIsTheLocationAndTakenApartAsItIs)
 {
     const struct {
         const char* location;
-        const char* download; // remote and name
+        const char* remote;
+        const char* name;
     } cases[] = {
-        {"sftp://h:22/d/f", "USER:canary@h:22/d f"},
-        {"h/f", "USER:canary@h f"},
-        {"nowhere", "USER:canary@ "},
-        {"sftp://h/d/", "USER:canary@ "},
-        {"xsftp://u:p@h/f", "/u:p@h f"},
-        {"sftp://h/d/..\\f", "USER:canary@h/d ..\\f"},
+        {"sftp://h:22/d/f", "USER:canary@h:22/d", "f"},
+        {"h/f", "USER:canary@h", "f"},
+        {"nowhere", "USER:canary@", ""},
+        {"sftp://h/d/", "USER:canary@", ""},
+        {"xsftp://u:p@h/f", "/u:p@h", "f"},
     };
+    gTransfers.answer = [](const std::string&) { return false; };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.location);
-        SetUp();
-        gTransfers.answer = [](const FakeTransfers::Copy&) { return false; };
+        gTransfers.copies.clear();
         gChassis.collections = {{{"b", "sftp://h/b"}, {"Z", c.location}, {"a", "sftp://h/a"}}};
         EXPECT_FALSE(Run());
         EXPECT_EQ(m_message, "No FFDC data was collected.");
-        EXPECT_THAT(Downloads(), ElementsAre(c.download));
+        EXPECT_THAT(gTransfers.copies, ElementsAre(Download(c.remote, c.name)));
     }
 }
 
-TEST_F(TCMMFFDCTest, LostDownloadIsLoggedAndTheRunGoesOn)
-{
-    gChassis.instances["Data"] = {{{"InstanceID", "one"}}, {{"InstanceID", "two"}}};
-    gChassis.collections.push_back({{"Location", "sftp://h/b"}});
-    const auto write = gTransfers.answer;
-    gTransfers.answer = [write](const FakeTransfers::Copy& copy) {
-        if (copy.fileName == "a.tgz")
-            throw TVXAException(TVXAStatusCode::eNoRoute);
-        return write(copy);
-    };
-    EXPECT_TRUE(Run());
-    EXPECT_THAT(Complaints(),
-                ElementsAre("DownloadFFDCData - Exception caugth when sFTPFileFromORXstatus 33"));
-    EXPECT_EQ(gTransfers.copies.size(), 2u);
-}
-
-TEST_F(TCMMFFDCTest, FailureBeforeTheEndOfACollectionLeavesWithStatusThree)
+TEST_F(TCMMFFDCTest, FailureBeforeTheEndOfACollectionLeavesWithItsStatusAndMessage)
 {
     const auto failAt = [](const char* place, FakeChassis::Failure failure) {
         return [=] { gChassis.failures[place] = failure; };
     };
+    const std::string failed = "Fail to invoke the FFDC method on CMM.";
+    const std::string threw = "InvokeFFDCMethod - TVXAEXCEPTION: status ";
+    const std::string otherFailed = "Invoke the FFDC method on CMM failed.";
+    const std::string otherThrew = "InvokeFFDCMethod - EXCEPTION: Run FFDC service failed";
     const struct {
-        const char* description;
         std::function<void()> prepare;
-        const char* status; // null: another exception than the library's own
+        int thrown;
+        std::string message;
+        std::string complaint;
     } cases[] = {
-        {"data names", failAt("names root/cimv2 ORX_FFDCData", FakeChassis::kStatus), "33"},
-        {"service names", failAt("names root/cimv2 ORX_FFDCService", FakeChassis::kOther), nullptr},
-        {"no data", [] { gChassis.subclasses["ORX_FFDCData"].clear(); }, "3"},
-        {"no service", [] { gChassis.subclasses["ORX_FFDCService"].clear(); }, "3"},
-        {"data class", failAt("class Data", FakeChassis::kOther), nullptr},
-        {"data instances", failAt("instances Data", FakeChassis::kStatus), "33"},
-        {"no identifier", [] { gChassis.instances["Data"] = {{}}; }, nullptr},
-        {"service class", failAt("class Svc", FakeChassis::kStatus), "33"},
-        {"start, status", failAt("Svc StartDataCollection", FakeChassis::kStatus), "33"},
-        {"start, other", failAt("Svc StartDataCollection", FakeChassis::kOther), nullptr},
+        {failAt("allocate", FakeChassis::kOther), 34, "Fail to allocate CMM namespace.",
+         "GetNamespace - Exception: Allocate CMM namespace failed"},
+        {failAt("connect", FakeChassis::kOther), 34, "Fail to connect to CMM.",
+         "GetNamespace - Exception: CMMNamespace connect failed"},
+        {failAt("names root/cimv2 ORX_FFDCData", FakeChassis::kOther), 3, otherFailed, otherThrew},
+        {[] { gChassis.subclasses["ORX_FFDCData"].clear(); }, 3, failed, threw + "3"},
+        {[] { gChassis.subclasses["ORX_FFDCService"].clear(); }, 3, failed, threw + "3"},
+        {[] { gChassis.instances["Data"] = {{}}; }, 3, otherFailed, otherThrew},
+        {failAt("class Svc", FakeChassis::kStatus), 3, failed, threw + "33"},
+        {failAt("Svc StartDataCollection", FakeChassis::kStatus), 3, failed, threw + "33"},
+        {failAt("Svc StartDataCollection", FakeChassis::kOther), 3, otherFailed, otherThrew},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.description);
+        SCOPED_TRACE(&c - cases);
         SetUp();
         c.prepare();
         EXPECT_FALSE(Run());
-        EXPECT_EQ(m_thrown, 3);
-        EXPECT_EQ(m_message, c.status != nullptr ? "Fail to invoke the FFDC method on CMM."
-                                                 : "Invoke the FFDC method on CMM failed.");
-        EXPECT_THAT(
-            Complaints(),
-            ElementsAre(c.status != nullptr
-                            ? std::string("InvokeFFDCMethod - TVXAEXCEPTION: status ") + c.status
-                            : "InvokeFFDCMethod - EXCEPTION: Run FFDC service failed"));
+        EXPECT_EQ(m_thrown, c.thrown);
+        EXPECT_EQ(m_message, c.message);
+        EXPECT_EQ(m_zip, "untouched");
+        EXPECT_EQ(Complaints().at(0), c.complaint);
         EXPECT_THAT(gChassis.calls, Not(Contains(kEnd)));
         EXPECT_FALSE(gLog.Holds("Exiting TCMMFFDC::InvokeFFDCMethod"));
-        EXPECT_TRUE(std::filesystem::exists(OutputName())) << "what arrived is kept";
-        std::filesystem::remove_all(OutputName());
+        EXPECT_FALSE(gLog.Holds("Exiting TCMMFFDC::RunFFDCCollection"));
+        EXPECT_EQ(std::filesystem::remove(OutputName()), c.thrown == 3) << "what arrived is kept";
     }
 }
 
@@ -345,13 +289,15 @@ TEST_F(TCMMFFDCTest, PackerFailsByItsOutputOrByNotRunning)
     EXPECT_FALSE(std::filesystem::exists(OutputName()));
 
     SetUp();
-    gFiles.run = [](const std::string&) -> std::string {
+    std::string command;
+    gFiles.run = [&](const std::string& commandLine) -> std::string {
+        command = commandLine;
         throw TVXAException(TVXAStatusCode::eFailed);
     };
     EXPECT_FALSE(Run());
     EXPECT_EQ(m_message, "");
     EXPECT_THAT(Complaints(), ElementsAre("ZipFFDCData - Exception caught when SpawnProcess:" +
-                                          gFiles.programs.at(0).commandLine + ", status 3"));
+                                          command + ", status 3"));
     EXPECT_EQ(m_zip, "untouched");
 
     SetUp();
@@ -371,19 +317,10 @@ TEST_F(TCMMFFDCTest, FailedRemovalKeepsTheResult)
                 ElementsAre("RunFFDCCollection - Exception caugth when remove dir,status 3"));
 }
 
-TEST_F(TCMMFFDCTest, NameWithBlanksIsQuoted)
-{
-    gChassis.instances["CIM_SoftwareIdentity"][1]["VersionString"] = "2 victim 3";
-    EXPECT_TRUE(Run());
-    const std::string name = OutputName("2 victim 3");
-    EXPECT_EQ(gFiles.programs.at(0).commandLine,
-              kPackerName + " -m -r -j \"" + name + ".zip\" \"" + name + "\"");
-}
-
 // Such names exist on one system only; the other has nothing to pack then.
 TEST_F(TCMMFFDCTest, NameThatIsNoCommandWordIsNotPacked)
 {
-    for (const char* const version : {"1\"2", "1\n2", "1\t2", "1\x7F"}) {
+    for (const char* const version : {"1\"2", "1\n2", "1\x7F"}) {
         SCOPED_TRACE(version);
         SetUp();
         gChassis.instances["CIM_SoftwareIdentity"][1]["VersionString"] = version;
@@ -400,26 +337,16 @@ TEST_F(TCMMFFDCTest, NameThatIsNoCommandWordIsNotPacked)
 TEST_F(TCMMFFDCTest, DestructionDisconnectsAlsoWhatWasNeverConnected)
 {
     const std::string line = "TCMMFFDC::~TCMMFFDC - CMMNamespace disconnect failed";
-    {
-        TCMMFFDC ffdc("out", "u", "p", "h", 1);
-    }
+    auto ffdc = std::make_unique<TCMMFFDC>("out", "u", "p", "h", 0);
+    ffdc.reset();
     EXPECT_THAT(gLog.Messages(), ElementsAre(line));
 
     gChassis.failures["disconnect"] = FakeChassis::kOther;
-    Run();
-    EXPECT_EQ(gLog.Messages().back(), line);
-}
-
-TEST_F(TCMMFFDCTest, CopiesShareTheConnection)
-{
-    std::string zip;
-    auto ffdc = std::make_unique<TCMMFFDC>(m_out.Path(), "u", "p", "h", -7);
-    ffdc->RunFFDCCollection(zip);
-    EXPECT_THAT(gChassis.calls, Contains("connect h u p -7")) << "only port 0 is replaced";
-    const TCMMFFDC copy(*ffdc);
-    EXPECT_TRUE(gChassis.isConnected);
+    ffdc = std::make_unique<TCMMFFDC>(m_out.Path(), "u", "p", "h", -7);
+    ffdc->RunFFDCCollection(m_zip);
     ffdc.reset();
-    EXPECT_FALSE(gChassis.isConnected);
+    EXPECT_EQ(gLog.Messages().back(), line);
+    EXPECT_THAT(gChassis.calls, Contains("connect h u p -7")) << "only port 0 is replaced";
 }
 
 } // namespace

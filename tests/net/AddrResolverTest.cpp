@@ -39,34 +39,21 @@ std::string Strict(const char* text)
     return Parts(address);
 }
 
-TEST(AddrResolverTest, NewOneIsRootOnNoHost)
-{
-    EXPECT_EQ(Parts(AddrResolver()), "root|||0");
-    AddrResolver copy(Used());
-    EXPECT_EQ(Parts(copy), "before|before|before|-7");
-    copy = AddrResolver();
-    EXPECT_EQ(Parts(copy), "root|||0");
-}
-
 TEST(AddrResolverTest, LenientFormSplitsAtTheFirstSignsAndStripsBlanks)
 {
     EXPECT_EQ(Lenient(" host1:21 "), "|| host1:21 |0");
-    EXPECT_EQ(Lenient("@"), "|||0");
     EXPECT_EQ(Lenient(" admin : secret @ server1 : 623 "), "admin|secret|server1|623");
     EXPECT_EQ(Lenient("u:p:q@h:5:6"), "u|p:q|h|5");
     EXPECT_EQ(Lenient("a@b@c:1"), "a||b@c|1");
-    EXPECT_EQ(Lenient("u@h:x"), "u||h|0");
     EXPECT_EQ(Lenient("u@h: 12x"), "u||h|12");
     EXPECT_EQ(Lenient("u@h:99999999999999999999"), "u||h|2147483647");
-    EXPECT_EQ(Lenient("u@h:-99999999999999999999"), "u||h|-2147483648");
 }
 
-TEST(AddrResolverTest, StrictFormSplitsAtTheLastSign)
+TEST(AddrResolverTest, StrictFormSplitsAtTheLastSignAndStripsNothing)
 {
     EXPECT_EQ(Strict("a@b@server1:21"), "a@b||server1|21");
     EXPECT_EQ(Strict(":pw@server1"), "root|pw|server1|0");
-    EXPECT_EQ(Strict("a:p:q@server1:21:22"), "a|p:q|server1|21");
-    EXPECT_EQ(Strict(" a : p @ server1 : 21"), " a | p | server1 |21");
+    EXPECT_EQ(Strict(" a : p:q @ server1 : 21:22"), " a | p:q | server1 |21");
     EXPECT_EQ(Strict("u@h"), "u||h|0");
     EXPECT_EQ(Strict("u@abcde:21"), "u||abcde|21");
     EXPECT_EQ(Strict(":p@:21"), "|p||21");
@@ -77,20 +64,18 @@ TEST(AddrResolverTest, BracketsHoldAnIPv6HostAndNeverFail)
 {
     EXPECT_EQ(Strict("admin:pw@[fe80::1]:623"), "admin|pw|fe80::1|623");
     EXPECT_EQ(Strict("admin:pw@[fe80::1]"), "admin|pw|fe80::1|0");
-    EXPECT_EQ(Strict("u@[::1]:5:6"), "u||::1|5");
-    EXPECT_EQ(Strict(":p@[]"), "|p||0");
-    for (const char* nothing : {"u@[", "u@[]", "u@]:[", "u@x[", "u@]:[:7"})
+    for (const char* nothing : {"u@[", "u@[]", "u@]:["})
         EXPECT_EQ(Strict(nothing), "u|||0") << nothing;
 }
 
 TEST(AddrResolverTest, RefusalChangesNothing)
 {
-    for (const char* refused :
-         {"", "server1", "@server1", "admin@", "u@abcd:21", "u@a:", "u@1:2:3"}) {
+    for (const char* refused : {"", "server1", "@server1", "admin@", "u@abcd:21", "u@a:"}) {
         AddrResolver address = Used();
         EXPECT_FALSE(address.Set(refused)) << refused;
         EXPECT_EQ(Parts(address), "before|before|before|-7");
     }
+    EXPECT_EQ(Parts(AddrResolver()), "root|||0");
 }
 
 } // namespace

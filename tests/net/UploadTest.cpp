@@ -11,18 +11,20 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
+#include <functional>
 
 using namespace NORXVXA20;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Pair;
 using testing::StartsWith;
 
 namespace {
 
-const std::string kDrop = "/kserver/toorx/kseries/fdr_upload/";
+const std::string kBanner = "                              ***************\n";
 
 class UploadTest : public testing::Test {
 protected:
@@ -34,25 +36,17 @@ protected:
         gTransfers.Reset();
     }
 
-    // The call's result; what it wrote to standard output is then in m_output.
-    template <typename Call>
-    auto Run(Call call)
+    // The result; what was written to standard output is then in m_output.
+    bool Upload(bool toService, bool warn, char* message = nullptr, int size = 0)
     {
         testing::internal::CaptureStdout();
-        const auto result = call();
+        const bool result = UploadFile(m_path, "user:pw@server", toService, warn, message, size);
         m_output = testing::internal::GetCapturedStdout();
         return result;
     }
 
     const std::string m_path =
         VXAOSDep::gFileSeparator + "out" + VXAOSDep::gFileSeparator + "a b.zip";
-
-    bool Upload(bool toService, bool warn)
-    {
-        return Run(
-            [&] { return UploadFile(m_path, "user:pw@server", toService, warn, nullptr, 0); });
-    }
-
     std::string m_output;
 };
 
@@ -64,53 +58,49 @@ TEST_F(UploadTest, WithoutAWarningTheTransferStartsAtOnce)
     EXPECT_THAT(gLog.Messages(),
                 ElementsAre("Entering UploadFile", "\nTransferring collected data to FTP Server.",
                             "Transfer completed.", "Exiting UploadFile"));
-    ASSERT_EQ(gTransfers.uploads.size(), 1u);
-    EXPECT_EQ(gTransfers.uploads[0].server, "user:pw@server");
-    EXPECT_EQ(gTransfers.uploads[0].localFile, m_path);
-    EXPECT_EQ(gTransfers.uploads[0].remoteName, "a b.zip");
+    EXPECT_THAT(gTransfers.copies, ElementsAre("user:pw@server|" + m_path + "|a b.zip"));
     EXPECT_EQ(gConsole.keys.size(), 1u) << "the key is not ours";
 }
 
 TEST_F(UploadTest, WarningCountsDownADotASecondWhichNoUnreadableKeyCancels)
 {
     gConsole.keys = {{0, 'q'}, {0, 13}, {0, -1}, {3000, -1}};
-    EXPECT_TRUE(Upload(true, true));
-    const std::string banner = "                              ***************\n";
-    const std::string will = "Attempted data upload to ORX server by means of an unencrypted "
-                             "channel will\n";
-    EXPECT_EQ(m_output, "\n" + banner + will +
-                            "proceed in 10 seconds.  Press any key to cancel the attempted "
-                            "upload.\n" +
-                            banner +
-                            "..........\nTransferring collected data to ORX Service.\n"
-                            "Transfer completed.\n");
+    char message[32] = {};
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(UploadFileToORX("a.zip", true, message, 32));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "\n" + kBanner +
+                  "Attempted data upload to ORX server by means of an unencrypted channel will\n"
+                  "proceed in 10 seconds.  Press any key to cancel the attempted upload.\n" +
+                  kBanner +
+                  "..........\nTransferring collected data to ORX Service.\n"
+                  "Transfer completed.\n");
+    EXPECT_STREQ(message, "Transfer completed.");
     EXPECT_EQ(gConsole.sleeps, std::vector<unsigned int>(10, 1000));
-    EXPECT_EQ(gLog.Messages()[4], "Eat an input char: 113");
-    EXPECT_EQ(gLog.Messages()[5], "Eat an input char: 13");
-    EXPECT_THAT(gLog.Messages()[6], StartsWith("proceed"));
-    EXPECT_FALSE(gLog.Holds("."));
-    EXPECT_EQ(gTransfers.uploads.at(0).server, UTILS_UPLOAD_HOST);
-    EXPECT_EQ(gTransfers.uploads.at(0).remoteName, kDrop + "a b.zip");
+    const std::vector<std::string> lines = gLog.Messages();
+    EXPECT_EQ(lines.front(), "Entering UploadFileToORX");
+    EXPECT_EQ(lines[5], "Eat an input char: 113");
+    EXPECT_EQ(lines[6], "Eat an input char: 13");
+    EXPECT_THAT(lines[7], StartsWith("proceed"));
+    EXPECT_EQ(lines.back(), "Exiting UploadFileToORX");
+    EXPECT_THAT(gTransfers.copies,
+                ElementsAre(UTILS_UPLOAD_HOST "|a.zip|/kserver/toorx/kseries/fdr_upload/a.zip"));
 }
 
 TEST_F(UploadTest, KeyDuringTheCountdownCancels)
 {
-    for (const unsigned int tick : {1u, 10u}) {
-        SCOPED_TRACE(tick);
+    for (const unsigned int second : {0u, 9u}) {
+        SCOPED_TRACE(second);
         SetUp();
-        // Pressed while the tick before passes; the first tick begins with the countdown.
-        gConsole.keys = {{(tick - 1) * 1000, 'n'}};
-        if (tick == 1) // what ends the keys that are eaten before
-            gConsole.keys.push_front({0, -1});
+        gConsole.keys = {{0, -1}, {second * 1000, 'n'}}; // the first one ends what is eaten
         char message[32] = {};
-        EXPECT_FALSE(Run([&] { return UploadFile("f", "s", false, true, message, 32); }));
-        EXPECT_THAT(m_output, EndsWith("***************\n" + std::string(tick - 1, '.') +
-                                       "\nUpload cancelled.\n"));
+        EXPECT_FALSE(Upload(false, true, message, 32));
+        EXPECT_THAT(m_output,
+                    EndsWith(kBanner + std::string(second, '.') + "\nUpload cancelled.\n"));
         EXPECT_THAT(m_output, HasSubstr("Attempted data upload to FTP server by"));
         EXPECT_STREQ(message, "");
         EXPECT_FALSE(gLog.Holds("Exiting UploadFile"));
-        EXPECT_THAT(gTransfers.uploads, IsEmpty());
-        EXPECT_TRUE(gConsole.keys.empty());
+        EXPECT_THAT(gTransfers.copies, IsEmpty());
     }
 }
 
@@ -132,13 +122,13 @@ TEST_F(UploadTest, OutcomesBecomeOneLine)
     for (const auto& c : cases) {
         SCOPED_TRACE(c.line);
         SetUp();
-        gTransfers.uploadAnswer = [&]() -> bool {
+        gTransfers.answer = [&](const std::string&) -> bool {
             if (c.code != 0)
                 throw TVXAException(static_cast<EVXAStatusCode>(c.code));
             return false;
         };
         char message[128] = {};
-        EXPECT_FALSE(Run([&] { return UploadFile("f", "s", c.toService, false, message, 128); }));
+        EXPECT_FALSE(Upload(c.toService, false, message, 128));
         EXPECT_STREQ(message, c.line);
         EXPECT_THAT(m_output, EndsWith(std::string("\n") + c.line + "\n"));
         EXPECT_EQ(gLog.Messages().back(), "Exiting UploadFile");
@@ -148,28 +138,14 @@ TEST_F(UploadTest, OutcomesBecomeOneLine)
 TEST_F(UploadTest, LineIsCopiedBoundedAndUnterminated)
 {
     const std::string line = "Transfer completed.";
-    for (const int size : {-1, 0, 1, 10, 19, 20, 21}) {
+    for (const int size : {0, 10, 19, 20, 24}) {
         SCOPED_TRACE(size);
-        const std::size_t copied = static_cast<std::size_t>(std::clamp(size - 1, 0, 19));
         std::string buffer(24, '#');
-        EXPECT_TRUE(Run([&] { return UploadFile("f", "s", false, false, buffer.data(), size); }));
-        EXPECT_EQ(buffer, line.substr(0, copied) + std::string(24 - copied, '#'));
+        EXPECT_TRUE(Upload(false, false, buffer.data(), size));
+        std::string expected = line.substr(0, static_cast<std::size_t>(size > 0 ? size - 1 : 0));
+        expected.resize(24, '#');
+        EXPECT_EQ(buffer, expected);
     }
-}
-
-TEST_F(UploadTest, ServiceUploadIsTheFixedForm)
-{
-    char message[32] = {};
-    EXPECT_TRUE(Run([&] { return UploadFileToORX("plain.zip", false, message, 32); }));
-    EXPECT_STREQ(message, "Transfer completed.");
-    EXPECT_EQ(gTransfers.uploads.at(0).server, UTILS_UPLOAD_HOST);
-    EXPECT_EQ(gTransfers.uploads.at(0).remoteName, kDrop + "plain.zip");
-    const std::vector<std::string> lines = gLog.Messages();
-    EXPECT_EQ(lines.front(), "Entering UploadFileToORX");
-    EXPECT_EQ(lines.back(), "Exiting UploadFileToORX");
-    gConsole.keys = {{0, -1}, {0, 'c'}};
-    EXPECT_FALSE(Run([&] { return UploadFileToORX("plain.zip", true, nullptr, 0); }));
-    EXPECT_EQ(gLog.Messages().back(), "Exiting UploadFileToORX");
 }
 
 // What reached the customer-care library, and what it answers.
@@ -204,7 +180,10 @@ protected:
 
     int Upload()
     {
-        return Run([&] { return UploadFileByKCC(m_proxy, "r.zip"); });
+        testing::internal::CaptureStdout();
+        const int result = UploadFileByKCC(m_proxy, "r.zip");
+        m_output = testing::internal::GetCapturedStdout();
+        return result;
     }
 
     HTTPProxyInfo m_proxy;
@@ -221,28 +200,24 @@ TEST_F(KccUploadTest, SilenceIsAYes)
                                         "orx/kseries", "5.20", "Windows XP", "QSA project"));
     EXPECT_THAT(gLoader.calls, ElementsAre(std::string("load ") + kccupload::kLibraryName,
                                            "find KCCStatusReportSubmit", "unload"));
-    const std::vector<std::string> lines = gLog.Messages();
-    EXPECT_EQ(lines.front(), "Entering UploadFileByKCC");
-    EXPECT_EQ(lines.back(), "Exiting UploadFileByKCC");
+    EXPECT_EQ(gLog.Messages().front(), "Entering UploadFileByKCC");
+    EXPECT_EQ(gLog.Messages().back(), "Exiting UploadFileByKCC");
     EXPECT_FALSE(gLog.Holds("")) << "the two line ends are not for the log";
 }
 
 TEST_F(KccUploadTest, AnswerEndsTheWait)
 {
-    for (const char key : {'Y', 'y'}) {
-        SetUp();
-        gConsole.keys = {{2000, key}};
-        EXPECT_EQ(Upload(), 0);
-        EXPECT_THAT(m_output, HasSubstr("You have selected 'Y'\n\n\nPrepare"));
-        EXPECT_EQ(gConsole.slept, 2000u);
-    }
-    for (const char key : {'N', 'n'}) {
+    for (const char key : {'Y', 'y', 'N', 'n'}) {
+        SCOPED_TRACE(key);
         SetUp();
         gConsole.keys = {{9000, key}};
-        EXPECT_EQ(Upload(), -2);
-        EXPECT_EQ(m_output, kQuestion + "You have selected 'N'\n");
-        EXPECT_THAT(gLoader.calls, IsEmpty());
-        EXPECT_FALSE(gLog.Holds("Exiting UploadFileByKCC"));
+        const bool isYes = key == 'Y' || key == 'y';
+        EXPECT_EQ(Upload(), isYes ? 0 : -2);
+        EXPECT_THAT(m_output, StartsWith(kQuestion + "You have selected '" +
+                                         (isYes ? "Y'\n\n\nPrepare" : "N'\n")));
+        EXPECT_EQ(gConsole.slept, 9000u);
+        EXPECT_EQ(gLoader.calls.empty(), !isYes);
+        EXPECT_EQ(gLog.Holds("Exiting UploadFileByKCC"), isYes);
     }
 }
 
@@ -262,29 +237,31 @@ TEST_F(KccUploadTest, WebHostMustAnswerUnlessThereIsAProxy)
     EXPECT_EQ(m_output, "Internet connection is not available. Output results couldn't be uploaded "
                         "to ORX website. \n");
     EXPECT_EQ(gLog.Messages().back(), "Could not find " UTILS_WEB_HOST ", return code is 7");
-    EXPECT_EQ(gLog.records.back().level, 3);
     EXPECT_THAT(gLoader.calls, IsEmpty());
     gTransfers.probes.clear();
     m_proxy.useProxy = true;
     EXPECT_EQ(Upload(), 0);
     EXPECT_THAT(gTransfers.probes, IsEmpty());
-    EXPECT_EQ(gSubmitted.front(), "proxy.example");
 }
 
-TEST_F(KccUploadTest, OnlyMinusOneIsAFailure)
+TEST_F(KccUploadTest, OnlyMinusOneAndAMissingLibraryAreFailures)
 {
-    for (const int answer : {5, -2}) {
-        gSubmitAnswer = answer;
-        EXPECT_EQ(Upload(), 0);
+    gSubmitAnswer = -2;
+    EXPECT_EQ(Upload(), 0);
+    const std::function<void()> failures[] = {
+        [] { gSubmitAnswer = -1; },
+        [] { gLoader.libraries[kccupload::kLibraryName].clear(); },
+        [] { gLoader.libraries.clear(); },
+    };
+    for (const std::function<void()>& fail : failures) {
+        SetUp();
+        fail();
+        EXPECT_EQ(Upload(), -1);
+        EXPECT_THAT(m_output, EndsWith("Prepare to upload data.....\nTransfer failed.\n"));
+        EXPECT_EQ(gLoader.calls.back() == "unload", !gLoader.libraries.empty());
+        EXPECT_THAT(gLog.records,
+                    Contains(Pair(0, "When upload VXA result through KCC has some problems.")));
     }
-    gSubmitAnswer = -1;
-    gLog.records.clear();
-    EXPECT_EQ(Upload(), -1);
-    EXPECT_THAT(m_output, EndsWith("Prepare to upload data.....\nTransfer failed.\n"));
-    EXPECT_EQ(gLoader.calls.back(), "unload");
-    const FakeLog::Record& report = gLog.records.at(gLog.records.size() - 2);
-    EXPECT_EQ(report.level, 0);
-    EXPECT_EQ(report.message, "When upload VXA result through KCC has some problems.");
     gLog.installed = false;
     EXPECT_EQ(Upload(), -1);
 }
