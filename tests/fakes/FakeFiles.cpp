@@ -1,11 +1,20 @@
 #include "tests/fakes/FakeFiles.h"
 
-#include "common/TVXAException.h"
 #include "platform/vxacore/TOSSpecific.h"
 
 #include <filesystem>
 
 namespace NORXVXA20 {
+
+namespace {
+
+void Count()
+{
+    if (++gFiles.calls == gFiles.failingCall)
+        std::rethrow_exception(gFiles.failure);
+}
+
+} // namespace
 
 TCIMDateTime TOSSpecific::GetLocalTime()
 {
@@ -14,19 +23,16 @@ TCIMDateTime TOSSpecific::GetLocalTime()
 
 bool TOSSpecific::DirExists(std::string path)
 {
-    if (gFiles.onCall)
-        gFiles.onCall("DirExists");
+    Count();
     return std::filesystem::is_directory(path);
 }
 
 void TOSSpecific::CreateDir(std::string path)
 {
-    if (gFiles.onCall)
-        gFiles.onCall("CreateDir");
+    Count();
     std::error_code error;
     if (!std::filesystem::create_directory(path, error))
         throw TVXAException(TVXAStatusCode::eFailed);
-    gFiles.created.push_back(path);
 }
 
 std::vector<std::string> TOSSpecific::ListDir(std::string path)
@@ -41,7 +47,8 @@ std::vector<std::string> TOSSpecific::ListDir(std::string path)
 std::string TOSSpecific::SpawnProcess(std::string commandLine, int limit)
 {
     gFiles.programs.push_back(std::to_string(limit) + ": " + commandLine);
-    return gFiles.run ? gFiles.run(commandLine) : std::string();
+    Count();
+    return gFiles.output;
 }
 
 } // namespace NORXVXA20

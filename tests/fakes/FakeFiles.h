@@ -1,17 +1,21 @@
 #pragma once
 
-#include <functional>
+#include "common/TVXAException.h"
+
+#include <exception>
 #include <string>
 #include <vector>
 
 // The core library's clock, directories and programs: the directories are real ones, the time
-// stands still, and programs are a function of the test.
+// stands still, and programs only print.
 struct FakeFiles {
     void Reset() { *this = FakeFiles(); }
 
-    std::function<void(const std::string& call)> onCall; // "DirExists", "CreateDir"; may throw
-    std::function<std::string(const std::string& commandLine)> run; // none: silence
-    std::vector<std::string> created;
+    int failingCall = 0; // of DirExists, CreateDir and SpawnProcess, counted from 1; 0: none
+    std::exception_ptr failure =
+        std::make_exception_ptr(NORXVXA20::TVXAException(NORXVXA20::TVXAStatusCode::eFailed));
+    std::string output; // of every program
+    int calls = 0;
     std::vector<std::string> programs; // "limit: command line"
 };
 

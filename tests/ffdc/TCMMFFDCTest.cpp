@@ -19,17 +19,20 @@
 using namespace NORXVXA20;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Not;
 using testing::StartsWith;
 
 namespace {
 
 const std::string& kSeparator = VXAOSDep::gFileSeparator;
-const std::string kPackerName = kSeparator == "/" ? "zip" : ".\\infozip.exe";
+const bool kIsWindows = kSeparator == "\\";
 const std::string kStart = "Svc StartDataCollection root/cimv2:Svc";
 const std::string kEnd = "Svc EndDataCollection root/cimv2:Svc";
 const std::string kLogPrefix = "TCMMFFDC::";
+
+std::function<void()> FailAt(const char* call, FakeChassis::Failure failure)
+{
+    return [=] { gChassis.failures[call] = failure; };
+}
 
 class TCMMFFDCTest : public testing::Test {
 protected:
@@ -84,6 +87,12 @@ protected:
         return lines;
     }
 
+    std::string PackerCommand() const
+    {
+        return std::string(kIsWindows ? ".\\infozip.exe" : "zip") + " -m -r -j " + OutputName() +
+               ".zip " + OutputName();
+    }
+
     // A copy of this file from there.
     std::string Download(const std::string& remote, const std::string& name) const
     {
@@ -98,6 +107,7 @@ protected:
 
 TEST_F(TCMMFFDCTest, CompleteRunAsksDownloadsPacksAndCleansUp)
 {
+    gFiles.output = "adding: a";
     EXPECT_TRUE(Run());
     EXPECT_EQ(m_zip, OutputName() + ".zip");
     EXPECT_EQ(m_message, "");
@@ -110,8 +120,7 @@ TEST_F(TCMMFFDCTest, CompleteRunAsksDownloadsPacksAndCleansUp)
                             kStart + " DataCollectionType=root/cimv2:Data.InstanceID=\"one\""
                                      " InitializationNeeded=TRUE RequestedScheme=0x8002",
                             kEnd, "disconnect"));
-    const std::string command = kPackerName + " -m -r -j " + OutputName() + ".zip " + OutputName();
-    EXPECT_THAT(gFiles.programs, ElementsAre("300: " + command));
+    EXPECT_THAT(gFiles.programs, ElementsAre("300: " + PackerCommand()));
     EXPECT_THAT(gTransfers.copies,
                 ElementsAre(Download("USER:canary@192.0.2.5/tmp/ffdc", "a.tgz")));
     EXPECT_FALSE(std::filesystem::exists(OutputName()));
@@ -124,51 +133,9 @@ TEST_F(TCMMFFDCTest, CompleteRunAsksDownloadsPacksAndCleansUp)
                     "Remote Path:USER:canary@192.0.2.5/tmp/ffdc, Local FileName:" + OutputName() +
                         kSeparator + "a.tgz, Remote FileNamea.tgz",
                     "Exiting TCMMFFDC::DownloadFFDCData", "Exiting TCMMFFDC::InvokeFFDCMethod",
-                    "Entering TCMMFFDC::ZipFFDCData", "cmd:" + command,
-                    "ret:", "Exiting TCMMFFDC::ZipFFDCData", "Entering VXAOSDep::RemoveDir",
+                    "Entering TCMMFFDC::ZipFFDCData", "cmd:" + PackerCommand(), "ret:adding: a",
+                    "Exiting TCMMFFDC::ZipFFDCData", "Entering VXAOSDep::RemoveDir",
                     "Exiting VXAOSDep::RemoveDir", "Exiting TCMMFFDC::RunFFDCCollection"));
-}
-
-TEST_F(TCMMFFDCTest, VersionThatCannotBeHadIsUnknown)
-{
-    gChassis.instances["CIM_SoftwareIdentity"] = {{{"InstanceID", "CMM"}, {"VersionString", "1"}}};
-    EXPECT_TRUE(Run());
-    EXPECT_EQ(m_zip, OutputName("Unknown") + ".zip");
-    EXPECT_THAT(Complaints(), IsEmpty());
-
-    const std::function<void()> faults[] = {
-        [] { gChassis.failures["instances CIM_"] = FakeChassis::kStatus; },
-        [] { gChassis.instances["CIM_SoftwareIdentity"][1].erase("VersionString"); },
-    };
-    for (const std::function<void()>& prepare : faults) {
-        SetUp();
-        prepare();
-        EXPECT_TRUE(Run());
-        EXPECT_EQ(m_zip, OutputName("Unknown") + ".zip");
-        EXPECT_THAT(Complaints(),
-                    ElementsAre("InitFFDCOutputName- Exception: Get CMM version failed"));
-    }
-}
-
-TEST_F(TCMMFFDCTest, OutputDirectoryMayExistAndOnlyFailuresOfTheCoreAreSurvived)
-{
-    std::filesystem::create_directory(OutputName());
-    EXPECT_TRUE(Run());
-    EXPECT_THAT(gFiles.created, IsEmpty());
-    EXPECT_THAT(Complaints(), IsEmpty());
-
-    SetUp();
-    gFiles.onCall = [](const std::string& call) {
-        if (call == "CreateDir")
-            throw TVXAException(TVXAStatusCode::eFailed);
-    };
-    EXPECT_FALSE(Run());
-    EXPECT_EQ(m_message, "No FFDC data was collected.");
-    EXPECT_THAT(Complaints(),
-                ElementsAre("InitFFDCOutputName - Exception caugth when create dir,status 3"));
-
-    gFiles.onCall = [](const std::string& call) { throw std::runtime_error(call); };
-    EXPECT_THROW(Run(), std::runtime_error);
 }
 
 // An instance without a location repeats the one before; what fails for one costs no other.
@@ -225,32 +192,78 @@ TEST_F(TCMMFFDCTest, FirstOutputParameterByNameIsTheLocationAndTakenApartAsItIs)
     }
 }
 
-TEST_F(TCMMFFDCTest, FailureBeforeTheEndOfACollectionLeavesWithItsStatusAndMessage)
+TEST_F(TCMMFFDCTest, SomeFailuresAreOnlyLogged)
 {
-    const auto failAt = [](const char* place, FakeChassis::Failure failure) {
-        return [=] { gChassis.failures[place] = failure; };
+    const auto identity = [](std::size_t number) -> FakeChassis::Properties& {
+        return gChassis.instances["CIM_SoftwareIdentity"].at(number);
+    };
+    const std::string noVersion = "InitFFDCOutputName- Exception: Get CMM version failed";
+    const struct {
+        std::function<void()> prepare;
+        const char* version;
+        std::vector<std::string> complaints;
+    } cases[] = {
+        {[&] { identity(1)["InstanceID"] = identity(2)["InstanceID"] = "CMM"; }, "Unknown", {}},
+        {[&] { identity(1).erase("VersionString"); }, "Unknown", {noVersion}},
+        {FailAt("instances CIM_", FakeChassis::kStatus), "Unknown", {noVersion}},
+        {[&] { std::filesystem::create_directory(OutputName()); }, "2.6.0", {}},
+        {[] { gFiles.output = "sh: zip: not found"; }, "2.6.0", {}},
+        {[] { gFiles.failingCall = 4; },
+         "2.6.0",
+         {"RunFFDCCollection - Exception caugth when remove dir,status 3"}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        SetUp();
+        c.prepare();
+        EXPECT_TRUE(Run());
+        EXPECT_EQ(m_zip, OutputName(c.version) + ".zip");
+        EXPECT_EQ(Complaints(), c.complaints);
+    }
+}
+
+TEST_F(TCMMFFDCTest, OtherFailuresHaveAMessageAndSomeAnException)
+{
+    const auto versionIs = [](const char* version) {
+        return [=] { gChassis.instances["CIM_SoftwareIdentity"][1]["VersionString"] = version; };
     };
     const std::string failed = "Fail to invoke the FFDC method on CMM.";
     const std::string threw = "InvokeFFDCMethod - TVXAEXCEPTION: status ";
     const std::string otherFailed = "Invoke the FFDC method on CMM failed.";
     const std::string otherThrew = "InvokeFFDCMethod - EXCEPTION: Run FFDC service failed";
+    const std::string noDirectory =
+        "InitFFDCOutputName - Exception caugth when create dir,status 3";
+    const std::string noFiles = "No FFDC data was collected.";
+    const std::string noArchive = "Fail to ZIP the FFDC data.";
+    const std::string noWord = "ZipFFDCData - The name holds a quote or a control byte!";
     const struct {
         std::function<void()> prepare;
         int thrown;
         std::string message;
         std::string complaint;
     } cases[] = {
-        {failAt("allocate", FakeChassis::kOther), 34, "Fail to allocate CMM namespace.",
+        {FailAt("allocate", FakeChassis::kOther), 34, "Fail to allocate CMM namespace.",
          "GetNamespace - Exception: Allocate CMM namespace failed"},
-        {failAt("connect", FakeChassis::kOther), 34, "Fail to connect to CMM.",
+        {FailAt("connect", FakeChassis::kOther), 34, "Fail to connect to CMM.",
          "GetNamespace - Exception: CMMNamespace connect failed"},
-        {failAt("names root/cimv2 ORX_FFDCData", FakeChassis::kOther), 3, otherFailed, otherThrew},
+        {FailAt("names root/cimv2 ORX_FFDCData", FakeChassis::kOther), 3, otherFailed, otherThrew},
         {[] { gChassis.subclasses["ORX_FFDCData"].clear(); }, 3, failed, threw + "3"},
         {[] { gChassis.subclasses["ORX_FFDCService"].clear(); }, 3, failed, threw + "3"},
         {[] { gChassis.instances["Data"] = {{}}; }, 3, otherFailed, otherThrew},
-        {failAt("class Svc", FakeChassis::kStatus), 3, failed, threw + "33"},
-        {failAt("Svc StartDataCollection", FakeChassis::kStatus), 3, failed, threw + "33"},
-        {failAt("Svc StartDataCollection", FakeChassis::kOther), 3, otherFailed, otherThrew},
+        {FailAt("class Svc", FakeChassis::kStatus), 3, failed, threw + "33"},
+        {FailAt("Svc StartDataCollection", FakeChassis::kStatus), 3, failed, threw + "33"},
+        {FailAt("Svc StartDataCollection", FakeChassis::kOther), 3, otherFailed, otherThrew},
+        {[] { gChassis.instances["Data"].clear(); }, 0,
+         "No instance of class ORX_FFDCData was enumerated from CMM.", ""},
+        {[] { gFiles.failingCall = 2; }, 0, noFiles, noDirectory},
+        {[] { gFiles.failingCall = 3; }, 0, "",
+         "ZipFFDCData - Exception caught when SpawnProcess:" + PackerCommand() + ", status 3"},
+        {[] { gFiles.output = "zip error: Nothing to do!"; }, 0, noArchive,
+         "ZipFFDC - Zip FFDC data files failed!"},
+        {versionIs("1\x7F"), 0, noArchive, noWord},
+        // Names that exist on one system only.
+        {versionIs("1\"2"), 0, kIsWindows ? noFiles : noArchive, kIsWindows ? noDirectory : noWord},
+        {versionIs("1\n2"), 0, kIsWindows ? noFiles : noArchive, kIsWindows ? noDirectory : noWord},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(&c - cases);
@@ -260,78 +273,19 @@ TEST_F(TCMMFFDCTest, FailureBeforeTheEndOfACollectionLeavesWithItsStatusAndMessa
         EXPECT_EQ(m_thrown, c.thrown);
         EXPECT_EQ(m_message, c.message);
         EXPECT_EQ(m_zip, "untouched");
-        EXPECT_EQ(Complaints().at(0), c.complaint);
-        EXPECT_THAT(gChassis.calls, Not(Contains(kEnd)));
-        EXPECT_FALSE(gLog.Holds("Exiting TCMMFFDC::InvokeFFDCMethod"));
-        EXPECT_FALSE(gLog.Holds("Exiting TCMMFFDC::RunFFDCCollection"));
+        const std::vector<std::string> complaints = Complaints();
+        EXPECT_EQ(complaints.empty() ? "" : complaints.front(), c.complaint);
+        EXPECT_FALSE(c.thrown != 0 && testing::Value(gChassis.calls, Contains(kEnd)));
+        EXPECT_EQ(gLog.Holds("Exiting TCMMFFDC::RunFFDCCollection"), c.thrown == 0);
         EXPECT_EQ(std::filesystem::remove(OutputName()), c.thrown == 3) << "what arrived is kept";
     }
 }
 
-TEST_F(TCMMFFDCTest, WithoutInstanceNothingIsPackedAndTheDirectoryGoes)
+TEST_F(TCMMFFDCTest, ForeignExceptionsOfTheCoreAreNotCaught)
 {
-    gChassis.instances["Data"].clear();
-    EXPECT_FALSE(Run());
-    EXPECT_EQ(m_message, "No instance of class ORX_FFDCData was enumerated from CMM.");
-    EXPECT_EQ(m_zip, "untouched");
-    EXPECT_THAT(gFiles.programs, IsEmpty());
-    EXPECT_FALSE(std::filesystem::exists(OutputName()));
-    EXPECT_TRUE(gLog.Holds("Exiting TCMMFFDC::InvokeFFDCMethod"));
-}
-
-TEST_F(TCMMFFDCTest, PackerFailsByItsOutputOrByNotRunning)
-{
-    gFiles.run = [](const std::string&) { return "zip error: Nothing to do!"; };
-    EXPECT_FALSE(Run());
-    EXPECT_EQ(m_message, "Fail to ZIP the FFDC data.");
-    EXPECT_THAT(Complaints(), ElementsAre("ZipFFDC - Zip FFDC data files failed!"));
-    EXPECT_TRUE(gLog.Holds("ret:zip error: Nothing to do!"));
-    EXPECT_FALSE(std::filesystem::exists(OutputName()));
-
-    SetUp();
-    std::string command;
-    gFiles.run = [&](const std::string& commandLine) -> std::string {
-        command = commandLine;
-        throw TVXAException(TVXAStatusCode::eFailed);
-    };
-    EXPECT_FALSE(Run());
-    EXPECT_EQ(m_message, "");
-    EXPECT_THAT(Complaints(), ElementsAre("ZipFFDCData - Exception caught when SpawnProcess:" +
-                                          command + ", status 3"));
-    EXPECT_EQ(m_zip, "untouched");
-
-    SetUp();
-    gFiles.run = [](const std::string&) { return "sh: zip: not found"; };
-    EXPECT_TRUE(Run()) << "only its own words count";
-}
-
-TEST_F(TCMMFFDCTest, FailedRemovalKeepsTheResult)
-{
-    int calls = 0;
-    gFiles.onCall = [&](const std::string& call) {
-        if (call == "DirExists" && ++calls == 2)
-            throw TVXAException(TVXAStatusCode::eFailed);
-    };
-    EXPECT_TRUE(Run());
-    EXPECT_THAT(Complaints(),
-                ElementsAre("RunFFDCCollection - Exception caugth when remove dir,status 3"));
-}
-
-// Such names exist on one system only; the other has nothing to pack then.
-TEST_F(TCMMFFDCTest, NameThatIsNoCommandWordIsNotPacked)
-{
-    for (const char* const version : {"1\"2", "1\n2", "1\x7F"}) {
-        SCOPED_TRACE(version);
-        SetUp();
-        gChassis.instances["CIM_SoftwareIdentity"][1]["VersionString"] = version;
-        EXPECT_FALSE(Run());
-        EXPECT_THAT(gFiles.programs, IsEmpty());
-        if (gFiles.created.empty())
-            continue;
-        EXPECT_EQ(m_message, "Fail to ZIP the FFDC data.");
-        EXPECT_THAT(Complaints(),
-                    ElementsAre("ZipFFDCData - The name holds a quote or a control byte!"));
-    }
+    gFiles.failingCall = 2;
+    gFiles.failure = std::make_exception_ptr(std::runtime_error(""));
+    EXPECT_THROW(Run(), std::runtime_error);
 }
 
 TEST_F(TCMMFFDCTest, DestructionDisconnectsAlsoWhatWasNeverConnected)

@@ -11,6 +11,10 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <functional>
+#include <map>
+
 using NORXVXA20::VXAOSDep;
 using testing::Contains;
 using testing::ElementsAre;
@@ -26,6 +30,17 @@ constexpr unsigned char kCredential = 0x79;
 
 const std::string kLocation = std::string(UTILS_INBAND_ADDRESS) + ":115/download/ffdc";
 const std::string kBanner = "Running QMM FFDC(First Failure Data Capture) collection.\n";
+
+using Bytes = std::vector<unsigned char>;
+
+// An answer with every byte that it can hold: a user of one byte, a password of so many.
+Bytes FullCredential(unsigned char passwordLength)
+{
+    Bytes data(247, 'x');
+    data[0] = 1;
+    data[2] = passwordLength;
+    return data;
+}
 
 class TQMMFFDCTest : public testing::Test {
 protected:
@@ -66,14 +81,6 @@ protected:
         return names;
     }
 
-    // True when the operation wrote this line and no exit line.
-    bool FailedWith(const std::string& operation, const std::string& line)
-    {
-        return gLog.Holds("Entering TQMMFFDC::" + operation + "().") &&
-               gLog.Holds("TQMMFFDC::" + operation + "(): " + line) &&
-               !gLog.Holds("Exiting TQMMFFDC::" + operation + "().");
-    }
-
     std::string m_console;
 };
 
@@ -112,42 +119,83 @@ TEST_F(TQMMFFDCTest, WholeCaptureSaysAndLogsEachStep)
                             "setopt 48 1", "setopt 20011", "setopt 10001", "perform",
                             "easy_cleanup", "global_cleanup"));
     const auto frame = [](unsigned char command) {
-        return std::vector<unsigned char>{1, 0x20, 0x3A, 0, command, 1, 0, 0, 0, 1, 0, 0, 0, 0, 0};
+        return Bytes{1, 0x20, 0x3A, 0, command, 1, 0, 0, 0, 1, 0, 0, 0, 0, 0};
     };
     EXPECT_THAT(gDriver.requests,
                 ElementsAre(frame(kStart), frame(kQuery), frame(kQuery), frame(kCredential)));
     EXPECT_THAT(gDriver.parameters, testing::Each(ElementsAre(256, 256, 1)));
 }
 
-TEST_F(TQMMFFDCTest, EachFailedExchangeEndsTheCaptureWithItsOwnLines)
+TEST_F(TQMMFFDCTest, FailedStepEndsTheCaptureWithItsOwnLines)
 {
+    const auto answer = [](unsigned char command, FakeDriver::Answer given) {
+        return [=] { gDriver.answers[command] = {given}; };
+    };
+    // Of libcurl: a function that is missing, or a call that fails.
+    const auto fault = [](const char* name) {
+        return [=] {
+            gCurl.failing = name;
+            gLoader.libraries["libcurl.so.4"].erase(name);
+        };
+    };
+    const FakeDriver::Answer unsent = {0, {}, false};
+    const FakeDriver::Answer refused = {0xC1, {1}};
+    const std::string refusal = "Error sending IPMI command #2.";
+    const std::string processes = "Error getting processes of libcurl dll/so.";
+    const std::string beyond = "Error reading credential beyond the IPMI answer.";
+    std::map<std::string, std::string> consoles = {
+        {"CollectFiles", "Failed collecting QMM FFDC data.\n"},
+        {"IsCollectionFinished", "In progress."},
+        {"GetCredential", "In progress.\nFailed getting QMM credential.\n"},
+        {"InitCurl", "In progress.\nFailed getting QMM FFDC data.\n"},
+        {"GetFileNames", "In progress.\nFailed getting QMM FFDC data files.\n"}};
     const struct {
-        unsigned char command;
-        const char* operation;
-        std::string console;
+        std::string operation;
+        std::function<void()> prepare;
+        std::string line;
     } cases[] = {
-        {kStart, "CollectFiles", kBanner + "Failed collecting QMM FFDC data.\n"},
-        {kQuery, "IsCollectionFinished", kBanner + "In progress."},
-        {kCredential, "GetCredential", kBanner + "In progress.\nFailed getting QMM credential.\n"},
+        {"CollectFiles", [] { gDriver.present = false; }, "Error loading SPLibrary."},
+        {"CollectFiles", answer(kStart, unsent), "Error sending IPMI command."},
+        {"CollectFiles", answer(kStart, refused), refusal},
+        {"IsCollectionFinished", answer(kQuery, unsent), "Error sending IPMI command."},
+        {"IsCollectionFinished", answer(kQuery, refused), refusal},
+        {"GetCredential", answer(kCredential, unsent), "Error sending IPMI command."},
+        {"GetCredential", answer(kCredential, refused), refusal},
+        {"GetCredential", answer(kCredential, {0, FullCredential(245)}), beyond},
+        {"GetCredential", answer(kCredential, {0, Bytes(247, 246)}), beyond},
+        {"GetCredential", answer(kCredential, {0, Bytes(247, 255)}), beyond},
+        {"InitCurl", [] { gLoader.libraries.clear(); }, "Error loading libcurl dll/so."},
+        {"InitCurl", fault("curl_global_init"), processes},
+        {"InitCurl", fault("curl_easy_init"), processes},
+        {"InitCurl", fault("global_init"), "Error running pfnCurlGlobalInit()."},
+        {"InitCurl", fault("easy_init"), "Error running pfnCurlEasyInit()."},
+        {"GetFileNames", answer(kCredential, {0, FullCredential(244)}),
+         "Error formatting the URL, the credential is too long."},
+        {"GetFileNames", fault("curl_easy_setopt"), processes},
+        {"GetFileNames", fault("curl_easy_perform"), processes},
+        {"GetFileNames", fault("setopt 10002"), "Error setting libcurl CURLOPT_URL."},
+        {"GetFileNames", fault("setopt 48"), "Error setting libcurl CURLOPT_DIRLISTONLY."},
+        {"GetFileNames", fault("setopt 20011"), "Error setting libcurl CURLOPT_WRITEFUNCTION."},
+        {"GetFileNames", fault("setopt 10001"), "Error setting libcurl CURLOPT_WRITEDATA."},
+        {"GetFileNames", fault("perform"), "Error invoking libcurl fn_curl_easy_perform."},
     };
     for (const auto& c : cases) {
-        for (const bool sent : {false, true}) {
-            SCOPED_TRACE(c.operation);
-            SetUp();
-            gDriver.answers[c.command] = {{0xC1, {1}, sent}};
-            EXPECT_FALSE(Capture());
-            EXPECT_EQ(m_console, c.console);
-            EXPECT_TRUE(FailedWith(c.operation, sent ? "Error sending IPMI command #2."
-                                                     : "Error sending IPMI command."));
-            EXPECT_EQ(gLog.Holds("TQMMFFDC::Capture(): Error invoking IsCollectionFinished()."),
-                      c.command == kQuery);
-            EXPECT_THAT(gLoader.calls, IsEmpty());
-        }
+        SCOPED_TRACE(c.operation + ": " + c.line);
+        SetUp();
+        gCurl.blocks = {"f\n"};
+        c.prepare();
+        EXPECT_FALSE(Capture());
+        EXPECT_EQ(m_console, kBanner + consoles[c.operation]);
+        EXPECT_TRUE(gLog.Holds("TQMMFFDC::" + c.operation + "(): " + c.line));
+        EXPECT_EQ(gLog.Holds("TQMMFFDC::Capture(): Error invoking IsCollectionFinished()."),
+                  c.operation == "IsCollectionFinished");
+        // Only what had a libcurl writes its exit line, and only the listing unloads it.
+        EXPECT_EQ(gLog.Holds("Exiting TQMMFFDC::" + c.operation + "()."),
+                  !gCurl.calls.empty() || c.line == processes);
+        EXPECT_EQ(std::count(gLoader.calls.begin(), gLoader.calls.end(), "unload"),
+                  c.operation == "GetFileNames");
+        EXPECT_THAT(gTransfers.copies, IsEmpty());
     }
-    SetUp();
-    gDriver.present = false;
-    EXPECT_FALSE(Capture());
-    EXPECT_TRUE(FailedWith("CollectFiles", "Error loading SPLibrary."));
 }
 
 // Poll 73 is the one at which the limit is reached; its answer no longer counts.
@@ -169,26 +217,7 @@ TEST_F(TQMMFFDCTest, LimitStrikesBeforeTheAnswerOfTheLastPoll)
     EXPECT_EQ(gLog.Messages().back(), line);
 }
 
-TEST_F(TQMMFFDCTest, CredentialsStayWithinTheAnswer)
-{
-    using Bytes = std::vector<unsigned char>;
-    Bytes full(247, 'x'); // every byte that an answer can hold
-    full[0] = 1;
-    full[2] = 244;
-    Bytes tooLong = full;
-    tooLong[2] = 245;
-    Bytes lengthOutside(247, 'x');
-    lengthOutside[0] = 246;
-    for (const Bytes& data : {tooLong, lengthOutside, Bytes(247, 255), full}) {
-        SetUp();
-        gDriver.answers[kCredential] = {{0, data}};
-        EXPECT_FALSE(Capture()); // the full one is too long for the URL
-        EXPECT_NE(FailedWith("GetCredential", "Error reading credential beyond the IPMI answer."),
-                  data == full);
-    }
-}
-
-TEST_F(TQMMFFDCTest, UrlIsNeverCut)
+TEST_F(TQMMFFDCTest, LongestUrlIsNotCut)
 {
     // The longest password that fits beside an empty user.
     const std::string fits(127 - std::string("sftp://:@/").size() - kLocation.size(), 'p');
@@ -197,16 +226,8 @@ TEST_F(TQMMFFDCTest, UrlIsNeverCut)
     EXPECT_TRUE(Capture());
     EXPECT_THAT(gCurl.calls, Contains("setopt 10002 sftp://:" + fits + "@" + kLocation + "/"));
     EXPECT_THAT(gTransfers.copies, ElementsAre(StartsWith(":" + fits + "@" + kLocation + "|")));
-
-    SetUp();
     gDriver.answers[kCredential] = {{0, FakeDriver::Credential("u", fits)}};
     EXPECT_FALSE(Capture());
-    EXPECT_EQ(m_console, kBanner + "In progress.\nFailed getting QMM FFDC data files.\n");
-    EXPECT_TRUE(gLog.Holds("TQMMFFDC::GetFileNames(): Error formatting the URL, the credential is "
-                           "too long."));
-    EXPECT_TRUE(gLog.Holds("Exiting TQMMFFDC::GetFileNames()."));
-    EXPECT_THAT(gCurl.calls,
-                ElementsAre("global_init 3", "easy_init", "easy_cleanup", "global_cleanup"));
 }
 
 TEST_F(TQMMFFDCTest, LibcurlIsLookedForUnderSevenNamesInOrder)
@@ -217,53 +238,14 @@ TEST_F(TQMMFFDCTest, LibcurlIsLookedForUnderSevenNamesInOrder)
                 ElementsAre("load libcurl.dll", "load /tool/libcurl.so", "load /tool/libcurl.so.4",
                             "load libcurl.so", "load libcurl.so.4", "load libcurl.so.3",
                             "load libcurl.so.2"));
-    EXPECT_TRUE(FailedWith("InitCurl", "Error loading libcurl dll/so."));
-    EXPECT_EQ(m_console, kBanner + "In progress.\nFailed getting QMM FFDC data.\n");
-}
-
-TEST_F(TQMMFFDCTest, EachFailedStepOfLibcurlIsNamedAndOnlyAfterTheSetUpItIsUnloaded)
-{
-    const std::string processes = "Error getting processes of libcurl dll/so.";
-    const struct {
-        std::string operation;
-        std::string fault; // the function that is missing, or the call that fails
-        std::string line;
-    } cases[] = {
-        {"InitCurl", "curl_global_init", processes},
-        {"InitCurl", "curl_easy_init", processes},
-        {"InitCurl", "global_init", "Error running pfnCurlGlobalInit()."},
-        {"InitCurl", "easy_init", "Error running pfnCurlEasyInit()."},
-        {"GetFileNames", "curl_easy_setopt", processes},
-        {"GetFileNames", "curl_easy_perform", processes},
-        {"GetFileNames", "setopt 10002", "Error setting libcurl CURLOPT_URL."},
-        {"GetFileNames", "setopt 48", "Error setting libcurl CURLOPT_DIRLISTONLY."},
-        {"GetFileNames", "setopt 20011", "Error setting libcurl CURLOPT_WRITEFUNCTION."},
-        {"GetFileNames", "setopt 10001", "Error setting libcurl CURLOPT_WRITEDATA."},
-        {"GetFileNames", "perform", "Error invoking libcurl fn_curl_easy_perform."},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.fault);
-        SetUp();
-        gCurl.blocks = {"f\n"};
-        gCurl.failing = c.fault;
-        gLoader.libraries["libcurl.so.4"].erase(c.fault);
-        EXPECT_FALSE(Capture());
-        const bool isSetUp = c.operation == "InitCurl";
-        EXPECT_EQ(m_console, kBanner + "In progress.\nFailed getting QMM FFDC data" +
-                                 (isSetUp ? "" : " files") + ".\n");
-        EXPECT_TRUE(gLog.Holds("TQMMFFDC::" + c.operation + "(): " + c.line));
-        EXPECT_TRUE(gLog.Holds("Exiting TQMMFFDC::" + c.operation + "()."));
-        EXPECT_EQ(gLog.Holds("Entering TQMMFFDC::UinitCurl()."), !isSetUp);
-        EXPECT_EQ(gLoader.calls.back() == "unload", !isSetUp);
-        EXPECT_THAT(gTransfers.copies, IsEmpty());
-    }
 }
 
 TEST_F(TQMMFFDCTest, CleanUpWithoutItsFunctionsKeepsTheLibrary)
 {
     gLoader.libraries["libcurl.so.4"].erase("curl_global_cleanup");
     EXPECT_TRUE(Capture());
-    EXPECT_TRUE(FailedWith("UinitCurl", "Error getting processes of libcurl dll/so."));
+    EXPECT_TRUE(gLog.Holds("TQMMFFDC::UinitCurl(): Error getting processes of libcurl dll/so."));
+    EXPECT_FALSE(gLog.Holds("Exiting TQMMFFDC::UinitCurl()."));
     EXPECT_EQ(gCurl.calls.back(), "perform");
     EXPECT_NE(gLoader.calls.back(), "unload");
 }
