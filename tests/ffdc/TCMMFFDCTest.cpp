@@ -24,7 +24,7 @@ using testing::StartsWith;
 namespace {
 
 const std::string& kSeparator = VXAOSDep::gFileSeparator;
-const bool kIsWindows = kSeparator == "\\";
+constexpr bool kIsWindows = std::filesystem::path::preferred_separator == '\\';
 const std::string kStart = "Svc StartDataCollection root/cimv2:Svc";
 const std::string kEnd = "Svc EndDataCollection root/cimv2:Svc";
 const std::string kLogPrefix = "TCMMFFDC::";
