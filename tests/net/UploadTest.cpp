@@ -15,6 +15,7 @@
 
 using namespace NORXVXA20;
 using testing::Contains;
+using testing::Each;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -37,7 +38,7 @@ protected:
     }
 
     // The result; what was written to standard output is then in m_output.
-    bool Upload(bool toService, bool warn, char* message = nullptr, int size = 0)
+    bool Upload(bool toService, bool warn, char* message, int size)
     {
         testing::internal::CaptureStdout();
         const bool result = UploadFile(m_path, "user:pw@server", toService, warn, message, size);
@@ -49,18 +50,6 @@ protected:
         VXAOSDep::gFileSeparator + "out" + VXAOSDep::gFileSeparator + "a b.zip";
     std::string m_output;
 };
-
-TEST_F(UploadTest, WithoutAWarningTheTransferStartsAtOnce)
-{
-    gConsole.keys = {{0, 'x'}};
-    EXPECT_TRUE(Upload(false, false));
-    EXPECT_EQ(m_output, "\nTransferring collected data to FTP Server.\nTransfer completed.\n");
-    EXPECT_THAT(gLog.Messages(),
-                ElementsAre("Entering UploadFile", "\nTransferring collected data to FTP Server.",
-                            "Transfer completed.", "Exiting UploadFile"));
-    EXPECT_THAT(gTransfers.copies, ElementsAre("user:pw@server|" + m_path + "|a b.zip"));
-    EXPECT_EQ(gConsole.keys.size(), 1u) << "the key is not ours";
-}
 
 TEST_F(UploadTest, WarningCountsDownADotASecondWhichNoUnreadableKeyCancels)
 {
@@ -135,7 +124,7 @@ TEST_F(UploadTest, OutcomesBecomeOneLine)
     }
 }
 
-TEST_F(UploadTest, LineIsCopiedBoundedAndUnterminated)
+TEST_F(UploadTest, UserServerGetsTheBareNameAndTheCallerTheLineBoundedAndUnterminated)
 {
     const std::string line = "Transfer completed.";
     for (const int size : {0, 10, 19, 20, 24}) {
@@ -145,7 +134,11 @@ TEST_F(UploadTest, LineIsCopiedBoundedAndUnterminated)
         std::string expected = line.substr(0, static_cast<std::size_t>(size > 0 ? size - 1 : 0));
         expected.resize(24, '#');
         EXPECT_EQ(buffer, expected);
+        EXPECT_EQ(m_output, "\nTransferring collected data to FTP Server.\n" + line + "\n");
     }
+    EXPECT_TRUE(Upload(false, false, nullptr, 24));
+    EXPECT_THAT(gTransfers.copies, Each("user:pw@server|" + m_path + "|a b.zip"));
+    EXPECT_EQ(gLog.Messages().front(), "Entering UploadFile");
 }
 
 // What reached the customer-care library, and what it answers.
