@@ -1,38 +1,33 @@
 // The questions against a scripted keyboard, and the untimed one against a real standard input.
 #include "osdep/Console.h"
-#include "osdep/VXAOSDep.h"
 #include "tests/fakes/FakeConsole.h"
-#include "tests/fakes/FakeLog.h"
-
-#include <gmock/gmock.h>
+#include "tests/osdep/SystemTest.h"
 
 #include <iostream>
 #include <sstream>
 
-using NORXVXA20::VXAOSDep;
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 namespace {
 
-class ConsoleTest : public testing::Test {
+class ConsoleTest : public SystemTest {
 protected:
-    void SetUp() override
-    {
-        gLog.Reset();
-        gConsole.Reset();
-    }
-
-    // Asks "Go?" with a time-out while the keys are pressed: the answer, the seconds that passed
-    // and what was shown.
-    static std::string Ask(std::deque<FakeConsole::Key> keys, int ticks)
+    // The keys are pressed while action runs; what was shown.
+    template <typename Action>
+    static std::string Shown(std::deque<FakeConsole::Key> keys, Action action)
     {
         gConsole.Reset();
         gConsole.keys = std::move(keys);
         testing::internal::CaptureStdout();
-        const bool yes = VXAOSDep::GetChoiceWithTimeout("Go?", ticks);
-        return std::string(yes ? "yes " : "no ") + std::to_string(gConsole.slept / 1000) + " " +
-               testing::internal::GetCapturedStdout();
+        action();
+        return testing::internal::GetCapturedStdout();
+    }
+
+    // Asks "Go?" with a time-out: the answer, the seconds that passed and what was shown.
+    static std::string Ask(std::deque<FakeConsole::Key> keys, int ticks)
+    {
+        bool yes = false;
+        const std::string shown =
+            Shown(std::move(keys), [&] { yes = VXAOSDep::GetChoiceWithTimeout("Go?", ticks); });
+        return (yes ? "yes " : "no ") + std::to_string(gConsole.slept / 1000) + " " + shown;
     }
 };
 
@@ -47,17 +42,12 @@ TEST_F(ConsoleTest, TimedQuestionTakesYesAndNoInBothCases)
 
 TEST_F(ConsoleTest, NoAnswerInTimeIsNo)
 {
-    EXPECT_EQ(Ask({}, 3), "no 3 Go?\n\n");
-    EXPECT_THAT(gConsole.sleeps, ElementsAre(1000u, 1000u, 1000u));
     EXPECT_EQ(Ask({{3000, 'y'}}, 3), "no 3 Go?\n\n");
-    EXPECT_THAT(gLog.Messages(), ElementsAre("Go?", "Go?"));
-}
-
-TEST_F(ConsoleTest, TimedQuestionWithoutTimeIsNotAsked)
-{
+    EXPECT_THAT(gConsole.sleeps, ElementsAre(1000u, 1000u, 1000u));
+    EXPECT_THAT(gLog.Messages(), ElementsAre("Go?"));
     EXPECT_EQ(Ask({{0, 'y'}}, 0), "no 0 ");
     EXPECT_EQ(Ask({{0, 'y'}}, -1), "no 0 ");
-    EXPECT_THAT(gLog.Messages(), IsEmpty());
+    EXPECT_THAT(gLog.Messages(), ElementsAre("Go?")) << "without time it is not asked";
 }
 
 TEST_F(ConsoleTest, WrongKeyStartsTheTimeAnewAndCountsAsATick)
@@ -66,20 +56,13 @@ TEST_F(ConsoleTest, WrongKeyStartsTheTimeAnewAndCountsAsATick)
     EXPECT_THAT(gLog.Messages(), ElementsAre("Go?", "Go?"));
     EXPECT_EQ(Ask({{3000, 'x'}}, 4), "no 6 Go?\nInvalid input.\nGo?\n\n");
     EXPECT_EQ(Ask({{0, 'x'}}, 1), "no 0 Go?\nInvalid input.\nGo?\n\n");
-}
-
-TEST_F(ConsoleTest, KeyThatCannotBeReadIsNone)
-{
-    EXPECT_EQ(Ask({{0, -1}}, 2), "no 2 Go?\n\n");
-    EXPECT_EQ(Ask({{0, -1}, {0, 'y'}}, 2), "yes 1 Go?\nY\n\n");
+    EXPECT_EQ(Ask({{0, -1}, {0, 'y'}}, 2), "yes 1 Go?\nY\n\n") << "one that cannot be read is none";
 }
 
 TEST_F(ConsoleTest, PauseEndsWithAnyKeyAndConsumesOnlyThat)
 {
-    gConsole.keys = {{2000, 'q'}, {2000, 'r'}};
-    testing::internal::CaptureStdout();
-    PressAnyKeyToContinue();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "\nPlease press ANY key to Continue ...\n");
+    EXPECT_EQ(Shown({{2000, 'q'}, {2000, 'r'}}, PressAnyKeyToContinue),
+              "\nPlease press ANY key to Continue ...\n");
     EXPECT_THAT(gConsole.sleeps, ElementsAre(1000u, 1000u));
     EXPECT_EQ(gConsole.keys.size(), 1u);
 }
@@ -88,9 +71,7 @@ TEST_F(ConsoleTest, UntimedQuestionAcceptsOneLetterWithBlanksAround)
 {
     std::istringstream input("yes\n\n  Y  \nY\r\nn\n\tN");
     const auto before = std::cin.rdbuf(input.rdbuf());
-    testing::internal::CaptureStdout();
-    EXPECT_TRUE(GetChoice("Go? "));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(Shown({}, [] { EXPECT_TRUE(GetChoice("Go? ")); }),
               "Go? Invalid Input!\nGo? Invalid Input!\nGo? ");
     EXPECT_TRUE(GetChoice(""));
     EXPECT_FALSE(GetChoice(""));

@@ -1,10 +1,7 @@
-#include "osdep/VXAOSDep.h"
-#include "tests/fakes/FakeLog.h"
-#include "tests/programs/Child.h"
-
 #include "common/TVXAException.h"
-
-#include <gmock/gmock.h>
+#include "osdep/FileDescriptor.h"
+#include "tests/osdep/SystemTest.h"
+#include "tests/programs/Child.h"
 
 #include <sys/resource.h>
 #include <sys/time.h>
@@ -12,34 +9,25 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
-#include <iterator>
 
 using NORXVXA20::TVXAException;
-using NORXVXA20::VXAOSDep;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 
-class SpawnPosixTest : public testing::Test {
-protected:
-    void SetUp() override { gLog.Reset(); }
-};
+using SpawnPosixTest = SystemTest;
 
-std::size_t OpenFiles()
+int LowestFreeDescriptor()
 {
-    const std::filesystem::directory_iterator files("/proc/self/fd");
-    return static_cast<std::size_t>(std::distance(begin(files), end(files)));
+    return FileDescriptor(::dup(0)).get();
 }
 
 TEST_F(SpawnPosixTest, NothingStaysOpenAndNoChildUnreapedAlsoAfterAFailure)
 {
-    const std::size_t before = OpenFiles();
+    const int before = LowestFreeDescriptor();
     VXAOSDep::SpawnProcess(kTestChild, {"words"});
     VXAOSDep::SpawnProcess(kTestChild, {"words"}, 60);
     EXPECT_THROW(VXAOSDep::SpawnProcess("no-such-program-anywhere", {}), TVXAException);
-    EXPECT_EQ(OpenFiles(), before);
+    EXPECT_EQ(LowestFreeDescriptor(), before);
     EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
 }
 
@@ -54,9 +42,7 @@ TEST_F(SpawnPosixTest, NoPipeIsSaidSo)
 {
     rlimit before{};
     ::getrlimit(RLIMIT_NOFILE, &before);
-    const int lowest = ::dup(0);
-    ::close(lowest);
-    const rlimit none{static_cast<rlim_t>(lowest), before.rlim_max};
+    const rlimit none{static_cast<rlim_t>(LowestFreeDescriptor()), before.rlim_max};
     ::setrlimit(RLIMIT_NOFILE, &none);
     EXPECT_THROW(VXAOSDep::SpawnProcess(kTestChild, {}), TVXAException);
     ::setrlimit(RLIMIT_NOFILE, &before);
@@ -85,18 +71,16 @@ TEST_F(SpawnPosixTest, SignalsInterruptNeitherTheReadingNorTheWaiting)
 
 TEST_F(SpawnPosixTest, VariableStaysDefinedAndEmpty)
 {
-    ::setenv("UTILS_TEST_VARIABLE", "text", 1);
-    EXPECT_TRUE(VXAOSDep::UnsetEnvironment("UTILS_TEST_VARIABLE"));
-    EXPECT_STREQ(::getenv("UTILS_TEST_VARIABLE"), "");
-    ::unsetenv("UTILS_TEST_VARIABLE");
-    EXPECT_TRUE(VXAOSDep::UnsetEnvironment("UTILS_TEST_VARIABLE"));
-    EXPECT_STREQ(::getenv("UTILS_TEST_VARIABLE"), "");
+    const char* const name = "UTILS_TEST_VARIABLE";
+    ::setenv(name, "text", 1);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_TRUE(VXAOSDep::UnsetEnvironment(name));
+        EXPECT_STREQ(::getenv(name), "");
+        ::unsetenv(name);
+    }
     EXPECT_THAT(gLog.Messages(), IsEmpty());
-
-    EXPECT_FALSE(VXAOSDep::UnsetEnvironment(""));
     EXPECT_FALSE(VXAOSDep::UnsetEnvironment("A=B"));
-    EXPECT_THAT(gLog.Messages(), ElementsAre("[ERROR]PutEnvironment-GetLastError():22",
-                                             "[ERROR]PutEnvironment-GetLastError():22"));
+    EXPECT_THAT(gLog.Messages(), ElementsAre("[ERROR]PutEnvironment-GetLastError():22"));
 }
 
 } // namespace
