@@ -2,46 +2,22 @@
 
 #include "platform/spdriver/SPLibrary.h"
 
-#include <arpa/inet.h>
 #include <net/if.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* kHost = "10.0.2.100";
-constexpr unsigned short kHostPort = 19005;
 const std::string kUsbDevices = "/sys/bus/usb/devices/";
-
-const std::string& DriverFile()
-{
-    static const std::string path = [] {
-        std::string found = Shell("modinfo -F filename cdc_ether || find /lib/modules -name "
-                                  "cdc_ether.ko");
-        return found.substr(0, found.find('\n'));
-    }();
-    return path;
-}
-
-bool Exists(const std::string& path)
-{
-    std::error_code error;
-    return fs::exists(path, error);
-}
 
 std::string Port(int node)
 {
@@ -50,16 +26,15 @@ std::string Port(int node)
 
 void RestoreModules()
 {
-    if (!Exists(DriverFile()) && Exists(DriverFile() + ".away"))
-        fs::rename(DriverFile() + ".away", DriverFile());
+    Shell("for file in $(find /lib/modules -name *.ko.away); do mv $file ${file%.away}; done");
     Shell("modprobe ipmi_devintf; modprobe cdc_ether");
-    if (!Exists("/sys/class/ipmi/ipmi0")) {
+    if (!fs::exists("/sys/class/ipmi/ipmi0")) {
         // A node that the kernel has not made would keep it from making its own.
         ::unlink("/dev/ipmi0");
         // The driver looks for a BMC when it is loaded, and QEMU every second for a new one.
         ASSERT_TRUE(WaitUntil([] {
             Shell("rmmod ipmi_si; modprobe ipmi_si");
-            return Exists("/dev/ipmi0");
+            return fs::exists("/dev/ipmi0");
         }));
     }
     ::chmod("/dev/ipmi0", 0600);
@@ -67,18 +42,18 @@ void RestoreModules()
 
 void RestoreDevices()
 {
-    if (Exists(kUsbDevices + "1-2"))
+    if (fs::exists(kUsbDevices + "1-2"))
         Unplug(1);
-    if (!Exists(kUsbDevices + "1-1"))
+    if (!fs::exists(kUsbDevices + "1-1"))
         Plug(0);
     Monitor("set_link lan0 on");
     const std::string device = kUsbDevices + "1-1/";
     if (ContentsOf(device + "authorized") != "1\n")
-        WriteFile(device + "authorized", "1");
+        Shell("echo 1 > " + device + "authorized");
     if (ContentsOf(device + "bConfigurationValue") != "1\n")
-        WriteFile(device + "bConfigurationValue", "1");
+        Shell("echo 1 > " + device + "bConfigurationValue");
     if (InterfaceAt("1-1").empty())
-        WriteFile("/sys/bus/usb/drivers_probe", "1-1:1.0");
+        Shell("echo 1-1:1.0 > /sys/bus/usb/drivers_probe");
     ASSERT_TRUE(WaitUntil([] { return !InterfaceAt("1-1").empty(); }));
     const std::string name = InterfaceAt("1-1");
     Shell("ip link set " + name + " down; ip addr flush dev " + name);
@@ -90,20 +65,7 @@ void RestoreDevices()
 
 std::string AskHost(const std::string& words)
 {
-    const int peer = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(kHostPort);
-    ::inet_aton(kHost, &address.sin_addr);
-    const std::string line = words + "\n";
-    std::string answer;
-    if (::connect(peer, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
-        ::send(peer, line.data(), line.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(line.size())) {
-        std::array<char, 1024> buffer;
-        for (ssize_t count; (count = ::recv(peer, buffer.data(), buffer.size(), 0)) > 0;)
-            answer.append(buffer.data(), static_cast<std::size_t>(count));
-    }
-    ::close(peer);
+    const std::string answer = Shell("echo '" + words + "' | nc 10.0.2.100 19005");
     const std::size_t status = answer.rfind("status ");
     if (status == std::string::npos || answer.substr(status) != "status 0\n")
         ADD_FAILURE() << "the host to \"" << words << "\": " << answer;
@@ -130,13 +92,6 @@ std::string Shell(const std::string& command)
     const int status = ::pclose(pipe);
     EXPECT_EQ(status, 0) << command << ": " << output;
     return output;
-}
-
-bool WriteFile(const std::string& path, const std::string& text)
-{
-    std::ofstream file(path);
-    file << text;
-    return static_cast<bool>(file.flush());
 }
 
 std::vector<unsigned char> Exchange(unsigned char command)
@@ -183,12 +138,13 @@ void Plug(int node)
 void Unplug(int node)
 {
     Monitor("device_del node" + std::to_string(node));
-    EXPECT_TRUE(WaitUntil([&] { return !Exists(kUsbDevices + Port(node)); })) << "node " << node;
+    EXPECT_TRUE(WaitUntil([&] { return !fs::exists(kUsbDevices + Port(node)); }))
+        << "node " << node;
 }
 
 void Guest::SetUpTestSuite()
 {
-    if (!Exists("/etc/command")) {
+    if (!fs::exists("/etc/command")) {
         std::cerr << "this test needs simulators/virtual_server/guest.sh around it\n";
         std::exit(EXIT_FAILURE);
     }

@@ -21,7 +21,6 @@ std::string Monitor(const std::string& words);
 
 // A shell command in the server; its output. A status other than 0 is a failure of the test.
 std::string Shell(const std::string& command);
-bool WriteFile(const std::string& path, const std::string& text);
 
 // One exchange with the service processor through the driver: completion code and data; empty when
 // the command could not be sent or there is no driver.

@@ -3,8 +3,6 @@
 #include "osdep/DynamicLibrary.h"
 #include "platform/qmmusblan/QmmUsbLan.h"
 #include "tests/guest/Guest.h"
-#include "tests/support/Program.h"
-#include "tests/support/TemporaryDirectory.h"
 #include "usblan/TUsbLan.h"
 
 #include <gmock/gmock.h>
@@ -21,27 +19,14 @@ using testing::Not;
 
 namespace {
 
-const std::string kDrivers = "/sys/bus/usb/drivers/";
 const std::string kDevice = "/sys/bus/usb/devices/1-1/";
-
-void Ip(const std::string& words)
-{
-    Shell("ip " + words);
-}
-
-void Unbind(const std::string& port)
-{
-    EXPECT_TRUE(WriteFile(kDrivers + "cdc_ether/unbind", port + ":1.0"));
-}
-
-void RemoveDrivers()
-{
-    Shell("rmmod rndis_host 2> /dev/null; rmmod cdc_ether");
-}
+const std::string kDriver = "/sys/bus/usb/drivers/cdc_ether/";
+const std::string kUnbind = "echo 1-1:1.0 > " + kDriver + "unbind";
+const std::string kRemoveDrivers = "rmmod rndis_host 2> /dev/null; rmmod cdc_ether";
 
 void HideDriver()
 {
-    RemoveDrivers();
+    Shell(kRemoveDrivers);
     Shell("file=$(find /lib/modules -name cdc_ether.ko); mv $file $file.away");
 }
 
@@ -135,9 +120,9 @@ TEST_F(UsbLanInServer, NodeFoundDownIsTheSameAfterwards)
 
 TEST_F(UsbLanInServer, ForeignAddressStaysBesideOurs)
 {
-    Ip("addr add 192.0.2.5/24 dev usb0");
+    Shell("ip addr add 192.0.2.5/24 dev usb0");
     const std::string down = Settings("usb0");
-    Ip("link set usb0 up");
+    Shell("ip link set usb0 up");
     EXPECT_EQ(State(), 3);
     EXPECT_FALSE(ReachesProcessor());
     EXPECT_EQ(BringUp(), 0);
@@ -147,7 +132,7 @@ TEST_F(UsbLanInServer, ForeignAddressStaysBesideOurs)
     EXPECT_EQ(TakeDown(), 0);
     EXPECT_EQ(Settings("usb0"), down);
     // One that serves is left as it is.
-    Ip("addr add 169.254.9.9/16 dev usb0");
+    Shell("ip addr add 169.254.9.9/16 dev usb0");
     EXPECT_EQ(State(), 2);
     EXPECT_EQ(BringUp(), 0);
     EXPECT_THAT(Settings("usb0"), Not(HasSubstr("169.254.70.2/")));
@@ -156,19 +141,11 @@ TEST_F(UsbLanInServer, ForeignAddressStaysBesideOurs)
 
 TEST_F(UsbLanInServer, BringUpInstallsTheDriver)
 {
-    struct Case {
-        const char* what;
-        std::function<void()> provoke;
-    };
-    const Case cases[] = {
-        {"unbound", [] { Unbind("1-1"); }},
-        {"removed", RemoveDrivers},
-        {"of another configuration", [] { WriteFile(kDevice + "bConfigurationValue", "2"); }},
-    };
     const std::string before = Settings("usb0");
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        c.provoke();
+    const std::string anotherConfiguration = "echo 2 > " + kDevice + "bConfigurationValue";
+    for (const std::string& absence : {kUnbind, kRemoveDrivers, anotherConfiguration}) {
+        SCOPED_TRACE(absence);
+        Shell(absence);
         EXPECT_EQ(InterfaceAt("1-1"), "");
         EXPECT_EQ(State(), 4);
         EXPECT_EQ(TakeDown(), 0) << "nothing is up";
@@ -204,7 +181,7 @@ TEST_F(UsbLanInServer, DeviceThatIsNotThereIsSaid)
     const std::string before = Settings("usb0");
     const std::function<void()> absences[] = {
         [] { Unplug(0); },
-        [] { WriteFile(kDevice + "authorized", "0"); },
+        [] { Shell("echo 0 > " + kDevice + "authorized"); },
     };
     for (const std::function<void()>& leave : absences) {
         EXPECT_EQ(BringUp(), 0);
@@ -240,13 +217,13 @@ TEST_F(UsbLanInServer, OrdinaryUserIsRefused)
     EXPECT_TRUE(IsTrueForAnybody([&] { return State() == 2 && BringUp() == 177; }));
     EXPECT_TRUE(isRefused(qmmEnable));
     EXPECT_EQ(Settings("usb0"), before);
-    Ip("addr add 192.0.2.5/24 dev usb0; ip link set usb0 up");
+    Shell("ip addr add 192.0.2.5/24 dev usb0; ip link set usb0 up");
     const std::string up = Settings("usb0");
     EXPECT_TRUE(IsTrueForAnybody([&] { return State() == 3 && TakeDown() == 177; }));
     EXPECT_TRUE(isRefused(qmmDisable));
     EXPECT_TRUE(isRefused(qmmRestore));
     EXPECT_EQ(Settings("usb0"), up);
-    Unbind("1-1");
+    Shell(kUnbind);
     EXPECT_TRUE(IsTrueForAnybody([&] { return State() == 4 && BringUp() == 172; }));
 }
 
@@ -265,12 +242,14 @@ TEST_F(UsbLanInServer, TwoNodesStayThemselvesWhenNamesChangePlaces)
         EXPECT_THAT(Settings(second), HasSubstr("169.254.70.3/24"));
         EXPECT_TRUE(ReachesProcessor());
         // The interface of node 1 goes, and node 0 gets its name.
-        Unbind("1-1");
-        Unbind("1-2");
-        const std::string order = first == "usb0" ? "21" : "12";
-        for (const char port : order) {
-            WriteFile("/sys/bus/usb/drivers_probe", std::string("1-") + port + ":1.0");
-            ASSERT_TRUE(WaitUntil([&] { return !InterfaceAt(std::string("1-") + port).empty(); }));
+        Shell(kUnbind);
+        Shell("echo 1-2:1.0 > " + kDriver + "unbind");
+        std::vector<std::string> ports = {"1-1", "1-2"};
+        if (first == "usb0")
+            std::swap(ports.front(), ports.back());
+        for (const std::string& port : ports) {
+            Shell("echo " + port + ":1.0 > /sys/bus/usb/drivers_probe");
+            ASSERT_TRUE(WaitUntil([&] { return !InterfaceAt(port).empty(); }));
         }
         ASSERT_EQ(InterfaceAt("1-1"), second);
         EXPECT_EQ(TakeDown(1), 0);
@@ -296,10 +275,10 @@ TEST_F(UsbLanInServer, TwoNodesStayThemselvesWhenNamesChangePlaces)
 // beside a device that is not a node.
 TEST_F(UsbLanInServer, ClassLeavesLinksAsAsked)
 {
-    const auto up = [] { Ip("addr add 169.254.70.9/24 dev usb0; ip link set usb0 up"); };
-    const auto down = [] { Ip("link set usb0 down"); };
-    const auto foreign = [] { Ip("addr add 192.0.2.5/24 dev usb0; ip link set usb0 up"); };
-    const auto unbind = [] { Unbind("1-1"); };
+    const auto up = [] { Shell("ip addr add 169.254.70.9/24 dev usb0; ip link set usb0 up"); };
+    const auto down = [] { Shell("ip link set usb0 down"); };
+    const auto foreign = [] { Shell("ip addr add 192.0.2.5/24 dev usb0; ip link set usb0 up"); };
+    const auto unbind = [] { Shell(kUnbind); };
     const auto nothing = [] {};
     const std::string takenUp = "interface is taken up successfully.";
     const std::string takenDown = "interface is taken down successfully.";
@@ -328,7 +307,7 @@ TEST_F(UsbLanInServer, ClassLeavesLinksAsAsked)
         {up, qmmRestore, [] { Name(""); }, 5, "since node index is out of range."},
     };
     Plug(1);
-    Ip("addr add 10.70.0.5/24 dev usb1; ip link set usb1 up");
+    Shell("ip addr add 10.70.0.5/24 dev usb1; ip link set usb1 up");
     const std::string another = Settings("usb1");
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         SCOPED_TRACE(i);
@@ -340,7 +319,7 @@ TEST_F(UsbLanInServer, ClassLeavesLinksAsAsked)
         Name("usb:1-1");
         EXPECT_EQ(BringUp(), 0) << "for its interface";
         EXPECT_EQ(TakeDown(), 0);
-        Ip("addr flush dev usb0");
+        Shell("ip addr flush dev usb0");
     }
 }
 
