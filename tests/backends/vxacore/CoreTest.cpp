@@ -7,6 +7,7 @@
 #include "platform/vxacore/TRootObject.h"
 #include "tests/programs/Child.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Variable.h"
 
 #include <boost/shared_ptr.hpp>
 #include <gmock/gmock.h>
@@ -15,9 +16,11 @@
 #include <filesystem>
 
 using namespace NORXVXA20;
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
+using testing::StartsWith;
 using testing::ThrowsMessage;
 using testing::UnorderedElementsAre;
 
@@ -54,7 +57,8 @@ TEST(CoreLogTest, RecordsAreWrittenAtOnceAndMasked)
 {
     const TemporaryDirectory directory;
     const std::string path = directory / "core.log";
-    ASSERT_TRUE(OpenCoreLog(path, 2));
+    SetVariable("VXA_LOG_LEVEL", "2");
+    ASSERT_TRUE(OpenCoreLog(path));
     ILogger* logger = TRootObject::GetCoreLogger();
     ASSERT_NE(logger, nullptr);
     logger->Log(0, "level 0 {} %s");
@@ -68,10 +72,11 @@ TEST(CoreLogTest, RecordsAreWrittenAtOnceAndMasked)
     EXPECT_THAT(written, Not(HasSubstr("beyond")));
     CloseCoreLog();
     EXPECT_EQ(TRootObject::GetCoreLogger(), nullptr);
-    ASSERT_TRUE(OpenCoreLog(path));
+    ASSERT_TRUE(OpenCoreLog(path, 3));
+    ClearVariable("VXA_LOG_LEVEL");
     TRootObject::GetCoreLogger()->Log(3, "appended");
     CloseCoreLog();
-    EXPECT_THAT(ContentsOf(path), testing::StartsWith(written));
+    EXPECT_THAT(ContentsOf(path), AllOf(StartsWith(written), HasSubstr("appended")));
 }
 
 TEST(StatusTextsTest, EveryCodeHasALastingText)
