@@ -155,17 +155,18 @@ TEST(CimAnswerTest, ValuesAreReadByTheirType)
 
 TEST(CimAnswerTest, MethodsGiveTheirReturnValueAndTheirOutputs)
 {
-    const CimAnswer answer =
-        Read(kMethod,
-             MethodAnswer(
-                 "<RETURNVALUE PARAMTYPE=\"uint32\"><VALUE>4096</VALUE></RETURNVALUE>"
-                 "<PARAMVALUE NAME=\"b\" TYPE=\"string\"><VALUE>x</VALUE></PARAMVALUE>"
-                 "<PARAMVALUE NAME=\"Job\" PARAMTYPE=\"reference\"><VALUE.REFERENCE><INSTANCEPATH>"
-                 "<NAMESPACEPATH><HOST>h</HOST><LOCALNAMESPACEPATH><NAMESPACE NAME=\"root\"/>"
-                 "<NAMESPACE NAME=\"x\"/></LOCALNAMESPACEPATH></NAMESPACEPATH>"
-                 "<INSTANCENAME CLASSNAME=\"J\"><KEYBINDING NAME=\"Id\">"
-                 "<KEYVALUE VALUETYPE=\"numeric\">7</KEYVALUE></KEYBINDING></INSTANCENAME>"
-                 "</INSTANCEPATH></VALUE.REFERENCE></PARAMVALUE><PARAMVALUE NAME=\"a\"/>"));
+    const CimAnswer answer = Read(kMethod, MethodAnswer(R"(
+        <RETURNVALUE PARAMTYPE="uint32"><VALUE>4096</VALUE></RETURNVALUE>
+        <PARAMVALUE NAME="b" TYPE="string"><VALUE>x</VALUE></PARAMVALUE>
+        <PARAMVALUE NAME="Job" PARAMTYPE="reference"><VALUE.REFERENCE><INSTANCEPATH>
+            <NAMESPACEPATH><HOST>h</HOST><LOCALNAMESPACEPATH>
+                <NAMESPACE NAME="root"/><NAMESPACE NAME="x"/>
+            </LOCALNAMESPACEPATH></NAMESPACEPATH>
+            <INSTANCENAME CLASSNAME="J"><KEYBINDING NAME="Id">
+                <KEYVALUE VALUETYPE="numeric">7</KEYVALUE>
+            </KEYBINDING></INSTANCENAME>
+        </INSTANCEPATH></VALUE.REFERENCE></PARAMVALUE>
+        <PARAMVALUE NAME="a"/>)"));
     EXPECT_EQ(answer.returnValue.ToString(10), "4096");
     ASSERT_EQ(answer.outputs.size(), 3u);
     EXPECT_EQ(answer.outputs.at("b").ToString(10), "x");
