@@ -171,6 +171,15 @@ TEST_F(FrameTest, ReaderThatStopsReadingHoldsItUpUntilASignal)
     EXPECT_EQ(run->Wait(), 130);
 }
 
+TEST_F(FrameTest, SlowReaderGetsEverything)
+{
+    const auto run =
+        Start("flood:180", {},
+              {"/bin/bash", "-o", "pipefail", "-c", "\"$@\" | (sleep 1; wc -c >&2)", "bash"});
+    EXPECT_EQ(run->Wait(), 0);
+    EXPECT_THAT(run->Errors(), EndsWith("\n184320\n"));
+}
+
 TEST_F(FrameTest, WhatCannotWorkIsRefusedBeforeAnythingStarts)
 {
     const std::string file = m_scratch.Write("file", "kept");

@@ -28,19 +28,11 @@ SimulatedChassis::SimulatedChassis(const std::vector<std::string>& options)
     m_port = std::stoi(output.substr(5));
 }
 
-std::vector<std::string> SimulatedChassis::Requests() const
-{
-    std::vector<std::string> requests;
-    std::istringstream log(ContentsOf(m_scratch / "requests"));
-    for (std::string line; std::getline(log, line);)
-        requests.push_back(line);
-    return requests;
-}
-
 int SimulatedChassis::Count(const std::string& name) const
 {
     int count = 0;
-    for (const std::string& request : Requests())
+    std::istringstream requests(ContentsOf(m_scratch / "requests"));
+    for (std::string request; std::getline(requests, request);)
         count += request.compare(0, name.size() + 1, name + " ") == 0 ? 1 : 0;
     return count;
 }

@@ -17,9 +17,7 @@ public:
     explicit SimulatedChassis(const std::vector<std::string>& options);
 
     int Port() const { return m_port; }
-    // The requests so far: the name and object of each.
-    std::vector<std::string> Requests() const;
-    // How many of them called this operation or method.
+    // How many of the requests so far called this operation or method.
     int Count(const std::string& name) const;
 
 private:
