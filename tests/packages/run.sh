@@ -9,7 +9,6 @@ cd "$(dirname "$(realpath "$0")")/../.."
 top=$PWD
 here=$top/tests/packages
 work=$top/build/packages/test
-includes=(-I "$top/docs/examples")
 
 # The program's whole output. The assertion fails in the caller's code, in a way that only the handler survives.
 expected=$'fan spins\nfolder 1\ncaught assertion failed: px != 0'
@@ -33,6 +32,24 @@ consumer() {
     { cat "$work/log" >&2; fail "the program does not build against ${folder##*/}"; }
 }
 
+# by_pkg_config PROGRAM COMPILER...: the program by hand, with what pkg-config says; then each installed header alone.
+by_pkg_config() {
+  local program=$1 header folder flags
+  shift
+  read -ra flags < <(pkg-config --cflags --libs utils)
+  "$@" -std=c++17 -I "$top/docs/examples" "$here/consumer/main.cpp" -o "$program" "${flags[@]}"
+  folder=$(pkg-config --variable=includedir utils)/utils
+  [ "$(find "$folder" -name '*.h' | wc -l)" -gt 20 ] || fail "there are hardly any headers in $folder"
+  while read -r header; do
+    "$@" -std=c++17 -Wall -Wextra -Wpedantic -Werror -fsyntax-only "${flags[@]}" -x c++ - <<<"#include \"$header\"" ||
+      fail "$header does not compile alone"
+  done < <(find "$folder" -name '*.h' -printf '%P\n')
+  # Every header with something exported is there, but the one that our own libraries use of one another.
+  while read -r header; do
+    [ -f "$folder/$header" ] || [ "$header" = backends/vxacore/HttpClient.h ] || fail "$header is not installed"
+  done < <(grep -rlE --include='*.h' '\b[A-Z_]+_API\b' common osdep xml net usblan ffdc platform backends)
+}
+
 # taken_from FOLDER PROGRAM: every library of ours that PROGRAM loads lies in FOLDER, and none is missing.
 taken_from() {
   local wrong=0 name path
@@ -47,26 +64,6 @@ taken_from() {
   done < <(ldd "$2")
 }
 
-# Each installed header compiles alone, with the installed ones only; g++ stands for a compiler and its flags.
-headers() {
-  local folder=$1 header
-  shift
-  find "$folder" -name '*.h' -printf '%P\n' | sort >"$work/headers"
-  [ "$(wc -l <"$work/headers")" -gt 20 ] || fail "only $(wc -l <"$work/headers") headers in $folder"
-  while read -r header; do
-    "$@" -std=c++17 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -x c++ - <<<"#include \"$header\"" ||
-      fail "$header does not compile alone"
-  done <"$work/headers"
-}
-
-# Every header with something exported is in FOLDER, but the one that our own libraries use of one another.
-all_there() {
-  local header
-  while read -r header; do
-    [ -f "$1/$header" ] || [ "$header" = backends/vxacore/HttpClient.h ] || fail "$header is not installed"
-  done < <(grep -rlE --include='*.h' '\b[A-Z_]+_API\b' common osdep xml net usblan ffdc platform backends)
-}
-
 # Nothing in FOLDER remembers where it was built, and what is loaded lies beside what loads it.
 moves() {
   ! grep -rlF "$top" "$1" || fail "these name the folder they were built in"
@@ -77,55 +74,43 @@ moves() {
   done < <(find "$1" -type f \( -name '*.so*' -o -name ffdc-collect \) -print0)
 }
 
-moved_tree() {
-  cmake --install build/package-linux --prefix "$work/installed" >/dev/null
-  mv "$work/installed" "$work/moved"
-  local tree=$work/moved libraries
+# whole_tree NAME PREFIX: what is installed there is found and runs, and so does the collector, with nothing of elsewhere.
+whole_tree() {
+  local name=$1 tree=$2 libraries
   libraries=$(dirname "$tree"/lib*/*/libutils.so)
-  consumer by-find-package -D CMAKE_PREFIX_PATH="$tree"
-  taken_from "$libraries" "$work/by-find-package/consumer"
-  runs "moved tree, find_package" "$work/by-find-package/consumer"
-
-  export PKG_CONFIG_PATH=$libraries/pkgconfig
-  # shellcheck disable=SC2046
-  g++ -std=c++17 "${includes[@]}" "$here/consumer/main.cpp" -o "$work/by-pkg-config" $(pkg-config --cflags --libs utils) \
-    -Wl,-rpath,"$(pkg-config --variable=libdir utils)"
-  taken_from "$libraries" "$work/by-pkg-config"
-  runs "moved tree, pkg-config" "$work/by-pkg-config"
-  # shellcheck disable=SC2046
-  headers "$tree/include/utils" g++ $(pkg-config --cflags utils)
-  all_there "$tree/include/utils"
-  unset PKG_CONFIG_PATH
-
+  consumer "$name" -D CMAKE_PREFIX_PATH="$tree"
+  runs "$name" "$work/$name/consumer"
+  taken_from "$libraries" "$work/$name/consumer"
   taken_from "$libraries" "$tree/bin/ffdc-collect"
   "$tree/bin/ffdc-collect" --version >/dev/null
   moves "$tree"
+}
+
+moved_tree() {
+  local tree=$work/moved libraries
+  cmake --install build/package-linux --prefix "$work/installed" >/dev/null
+  mv "$work/installed" "$tree"
+  whole_tree moved-tree "$tree"
+  libraries=$(dirname "$tree"/lib*/*/libutils.so)
+  PKG_CONFIG_PATH=$libraries/pkgconfig by_pkg_config "$work/by-pkg-config" g++ -Wl,-rpath,"$libraries"
+  taken_from "$libraries" "$work/by-pkg-config"
+  runs "moved tree, pkg-config" "$work/by-pkg-config"
   tests/symbols.sh linux "$libraries"
 }
 
-sources() {
-  consumer by-add-subdirectory -D UTILS_SOURCE="$top"
-  runs "add_subdirectory" "$work/by-add-subdirectory/consumer"
-}
-
 debian_packages() {
-  local root=$work/root package libraries id
+  local root=$work/root package library id
   mkdir "$root"
   for package in build/packages/*.*deb; do
     dpkg-deb -x "$package" "$root"
   done
-  libraries=$(dirname "$root"/usr/lib/*/libutils.so)
-  consumer by-deb -D CMAKE_PREFIX_PATH="$root/usr"
-  taken_from "$libraries" "$work/by-deb/consumer"
-  runs "Debian packages" "$work/by-deb/consumer"
-  taken_from "$libraries" "$root/usr/bin/ffdc-collect"
-  "$root/usr/bin/ffdc-collect" --version >/dev/null
-  moves "$root"
+  whole_tree debian-packages "$root/usr"
   # The debug symbols are those of the library that is shipped, which has none itself.
-  id=$(readelf -n "$libraries/libutils.so" | sed -n 's/.*Build ID: //p')
+  library=$(echo "$root"/usr/lib/*/libutils.so)
+  id=$(readelf -n "$library" | sed -n 's/.*Build ID: //p')
   readelf -S "$root/usr/lib/debug/.build-id/${id:0:2}/${id:2}.debug" | grep -q '\.debug_info' ||
     fail "no debug symbols of libutils.so"
-  ! readelf -S "$libraries/libutils.so" | grep -q '\.debug_info' || fail "libutils.so is not stripped"
+  ! readelf -S "$library" | grep -q '\.debug_info' || fail "libutils.so is not stripped"
   # Nothing but the run-time-loaded libraries is left to chance.
   for package in libc6 libstdc++6 libzip4 libmnl0; do
     dpkg-deb -f build/packages/libutils0_*.deb Depends | grep -qF "$package" || fail "the package does not depend on $package"
@@ -145,13 +130,8 @@ windows_archive() {
     -D utils_DIR="$tree/lib/cmake/utils" -D Boost_INCLUDE_DIR="$boost"
   mkdir "$beside"
   cp "$tree"/bin/*.dll "$work/by-zip/consumer.exe" "$beside"
-  # shellcheck disable=SC2046
-  x86_64-w64-mingw32-g++-posix -std=c++17 "${includes[@]}" -isystem "$boost" "$here/consumer/main.cpp" \
-    -o "$beside/by-pkg-config.exe" $(PKG_CONFIG_LIBDIR=$tree/lib/pkgconfig pkg-config --cflags --libs utils)
-  # shellcheck disable=SC2046
-  headers "$tree/include/utils" x86_64-w64-mingw32-g++-posix -isystem "$boost" \
-    $(PKG_CONFIG_LIBDIR=$tree/lib/pkgconfig pkg-config --cflags utils)
-  all_there "$tree/include/utils"
+  PKG_CONFIG_LIBDIR=$tree/lib/pkgconfig by_pkg_config "$beside/by-pkg-config.exe" \
+    x86_64-w64-mingw32-g++-posix -isystem "$boost"
   export WINEPREFIX=$top/build/package-win64/wine
   trap stop_wine EXIT
   mkdir -p "$WINEPREFIX"
@@ -174,7 +154,8 @@ for system in "${systems[@]}"; do
   case $system in
     linux)
       moved_tree
-      sources
+      consumer by-add-subdirectory -D UTILS_SOURCE="$top"
+      runs "add_subdirectory" "$work/by-add-subdirectory/consumer"
       debian_packages
       ;;
     win64) windows_archive ;;
