@@ -61,6 +61,13 @@ TEST_F(SpawnTest, WhatCannotBeStartedIsLoggedAndThrown)
     }
 }
 
+TEST_F(SpawnTest, ProgramThatClosedItsOutputIsStillWaitedFor)
+{
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(VXAOSDep::SpawnProcess(kTestChild, {"silent", "300"}), "");
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(300));
+}
+
 TEST_F(SpawnTest, LimitEndsTheProgramWithItsChildrenAndReturnsWhatWasRead)
 {
     const std::string file = m_directory / "held";
