@@ -138,10 +138,12 @@ private:
         ::poll(waits, std::size(waits), static_cast<int>(std::max<long long>(left.count() + 1, 1)));
     }
 
-    // Takes what is there; false when there was nothing.
+    // Takes what is there; false when there was nothing. The output is left where it is while as
+    // much of it waits here.
     bool Receive()
     {
-        const std::string output = m_backlog.size() < kPipeBytes ? Read(m_output) : std::string();
+        const bool isFull = m_backlog.size() >= kPipeBytes;
+        const std::string output = isFull ? std::string() : Read(m_output);
         m_backlog += output;
         const std::string events = Read(m_events);
         m_lines.Take(events.data(), events.size(), m_onEvent);
@@ -149,7 +151,7 @@ private:
         // Time in which nobody takes the output is not the child's.
         if (!m_backlog.empty())
             m_lastByte = Clock::now();
-        return !output.empty() || !events.empty();
+        return isFull || !output.empty() || !events.empty();
     }
 
     // What is there, at most a pipe full; the descriptor is let go at the end of the pipe.

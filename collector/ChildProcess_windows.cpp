@@ -320,7 +320,11 @@ private:
     void TakeTheRest(bool isStopping)
     {
         const auto limit = Clock::now() + kFarewell;
-        while (Receive() || m_relay.Backlog() > 0) {
+        for (;;) {
+            // Asked first: what kept the rest in the pipe may be gone a moment later.
+            const bool isHeldUp = m_relay.Backlog() > 0;
+            if (!Receive() && !isHeldUp)
+                return;
             isStopping = StopSignal() != 0 || isStopping;
             if (isStopping && Clock::now() >= limit)
                 return;
